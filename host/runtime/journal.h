@@ -1,0 +1,136 @@
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "platform/event_log.h"
+#include "platform/log.h"
+#include "platform/mutex.h"
+
+namespace ZYRA::Host {
+
+// What can happen on the virtual device. Each struct is one kind of journal line; see docs/formats.md for the text
+// form.
+
+struct SubscriptionEntry {
+    bool subscribed;
+    uint32_t resType;
+};
+struct LogEntry {
+    LogLevel level;
+    std::string tag;
+    std::string text;
+};
+// A write(2) on a file of a kernel facility. `error` is the errno that refused it, 0 when it was accepted.
+struct FileWriteEntry {
+    std::string path;
+    std::string content;
+    int error = 0;
+};
+// A request of the plugin to the executor.
+struct RequestEntry {
+    bool sync;
+    uint32_t resType;
+    int64_t value;
+    nlohmann::json payload;
+};
+struct SysEventEntry {
+    std::string domain;
+    std::string name;
+    EventLogType type;
+    std::vector<std::pair<std::string, EventLogValue>> params;
+};
+struct SpanEntry {
+    std::string name;
+    bool begin;
+};
+struct DumpEntry {
+    std::vector<std::string> args;
+    std::string result;
+};
+// A monitor's state word has changed.
+struct MonitorEntry {
+    int monitor;
+    std::string state;
+};
+// A scene line was accepted by a monitor; `recordState` is what the monitor reports from then on.
+struct BindEntry {
+    int monitor;
+    int32_t uid;
+    int32_t pid;
+    std::string scene;
+    std::string recordState;
+};
+// The facility has made a scene's record from what was collected.
+struct RecordEntry {
+    std::string scene;
+    uint64_t pages;
+};
+// A preread has ended. `error` is the facility's failure code, empty on success.
+struct PrereadEntry {
+    int monitor;
+    std::string scene;
+    uint64_t bytes;
+    std::string error;
+};
+// The scenario's own steps.
+struct DeviceStep {
+    nlohmann::json patch;
+};
+struct EventStep {
+    uint32_t resType;
+    int64_t value;
+    nlohmann::json payload;
+};
+struct PluginStep {
+    bool enable;
+};
+struct ShutdownStep {};
+
+using JournalFact =
+    std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, RequestEntry, SysEventEntry, SpanEntry, DumpEntry,
+                 MonitorEntry, BindEntry, RecordEntry, PrereadEntry, DeviceStep, EventStep, PluginStep, ShutdownStep>;
+
+struct JournalEntry {
+    int64_t timeUs;
+    JournalFact fact;
+};
+
+// The entry as one line of JSON without a line end: `t` first, then `kind`, then its members. Bytes that are not UTF-8
+// are replaced, so that a line is always valid JSON.
+std::string ToJsonLine(const JournalEntry& entry);
+
+// Receives every entry, one at a time, in the order in which things happened.
+class JournalSink {
+public:
+    virtual ~JournalSink() = default;
+    // Called under the journal's lock, on the thread on which the thing happened: must not call the plugin or touch a
+    // file of a kernel facility.
+    virtual void OnEntry(const JournalEntry& entry) = 0;
+};
+
+// The device's memory of what happened: stamps each fact with the device's time and hands it to every sink.
+// Process-wide; thread-safe.
+class Journal {
+public:
+    static Journal& GetInstance();
+
+    // The sink must outlive its registration. No entry reaches it after RemoveSink has returned.
+    void AddSink(JournalSink* sink);
+    void RemoveSink(JournalSink* sink);
+
+    void Append(JournalFact fact);
+
+private:
+    Journal() = default;
+
+    Mutex mutex_;
+    std::vector<JournalSink*> sinks_ GUARDED_BY(mutex_);
+};
+
+}  // namespace ZYRA::Host

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "platform/mutex.h"
+#include "platform/power_mgr_client.h"
+
+namespace ZYRA::Host {
+
+// The power manager of the virtual device: keeps the shutdown callbacks and calls them. Process-wide; thread-safe.
+class PowerService {
+public:
+    static PowerService& GetInstance();
+
+    void Register(const std::shared_ptr<AsyncShutdownCallback>& callback, ShutdownPriority priority);
+    void UnRegister(const std::shared_ptr<AsyncShutdownCallback>& callback);
+
+    // Calls every registered callback by priority, then by order of registration, on the calling thread and with no
+    // lock held. Returns how many were called.
+    size_t Shutdown();
+
+private:
+    struct Registration {
+        std::shared_ptr<AsyncShutdownCallback> callback;
+        ShutdownPriority priority;
+    };
+
+    PowerService() = default;
+
+    Mutex mutex_;
+    std::vector<Registration> registrations_ GUARDED_BY(mutex_);
+};
+
+}  // namespace ZYRA::Host
