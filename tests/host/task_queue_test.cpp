@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -9,32 +8,10 @@
 
 #include "host/runtime/thread_runtime.h"
 #include "host/runtime/virtual_runtime.h"
+#include "tests/support/event.h"
 
 namespace ZYRA::Host {
 namespace {
-
-// Something that happens once and can be waited for.
-class Event {
-public:
-    void Set() {
-        std::lock_guard lock(mutex_);
-        isSet_ = true;
-        changed_.notify_all();
-    }
-    void Wait() {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return isSet_; });
-    }
-    bool IsSet() {
-        std::lock_guard lock(mutex_);
-        return isSet_;
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool isSet_ = false;
-};
 
 // Both runtimes behind one face: `Run` lets tasks run until the event, `InBackground` starts that and returns.
 class OnThreads {
@@ -102,7 +79,6 @@ TYPED_TEST(TaskQueueTest, NeverRunsInsideSubmit) {
 
 TYPED_TEST(TaskQueueTest, RunsInOrderOfDueTimeAndThenOfSubmission) {
     std::string order;
-    Event blocked;
     // The first task lets the others be submitted at what is one moment for them, on both runtimes.
     this->queue_->Submit(
         [&] {

@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "host/runtime/journal.h"
+#include "host/runtime/log_sink.h"
+#include "host/runtime/virtual_runtime.h"
+#include "platform/event_log.h"
+#include "platform/log.h"
+#include "platform/trace.h"
+
+namespace ZYRA::Host {
+namespace {
+
+constexpr LogLabel LABEL = {1, "TAG"};
+
+class RuntimeTest : public ::testing::Test, private JournalSink {
+protected:
+    RuntimeTest() {
+        TaskRuntime::Install(runtime_);
+        Journal::GetInstance().AddSink(this);
+    }
+    ~RuntimeTest() override {
+        Journal::GetInstance().RemoveSink(this);
+        TaskRuntime::InstallDefault();
+    }
+
+    VirtualRuntime runtime_{0};
+    std::vector<std::string> lines_;
+
+private:
+    void OnEntry(const JournalEntry& entry) override { lines_.push_back(ToJsonLine(entry)); }
+};
+
+TEST_F(RuntimeTest, LogShowsPublicArgumentsAndHidesTheOthers) {
+    const auto logAll = [] {
+        ZYRA_LOG(LogLevel::WARN, LABEL, "%{public}s %{private}s %d 100%% %{public}u %{public}ld %{public}llu", "a", "b",
+                 true, 4000000000u, -5L, ~0ULL);
+    };
+    logAll();
+    SetRevealPrivate(true);
+    logAll();
+    SetRevealPrivate(false);
+    const char* missing = nullptr;
+    ZYRA_LOG(LogLevel::INFO, LABEL, "\xff%{public}s", missing);
+    const std::vector<std::string> expected = {
+        R"({"t":0,"kind":"log","level":"WARN","tag":"TAG","text":"a <private> <private> 100% 4000000000 -5 18446744073709551615"})",
+        R"({"t":0,"kind":"log","level":"WARN","tag":"TAG","text":"a b 1 100% 4000000000 -5 18446744073709551615"})",
+        "{\"t\":0,\"kind\":\"log\",\"level\":\"INFO\",\"tag\":\"TAG\",\"text\":\"\xef\xbf\xbd(null)\"}",
+    };
+    EXPECT_EQ(lines_, expected);
+}
+
+TEST_F(RuntimeTest, NothingIsEvaluatedBelowTheThreshold) {
+    int evaluated = 0;
+    ZYRA_LOG(LogLevel::DEBUG, LABEL, "%{public}d", ++evaluated);
+    EXPECT_EQ(evaluated, 0);
+    logThreshold = static_cast<int32_t>(LogLevel::DEBUG);
+    ZYRA_LOG(LogLevel::DEBUG, LABEL, "%{public}d", ++evaluated);
+    logThreshold = static_cast<int32_t>(LogLevel::INFO);
+    EXPECT_EQ(evaluated, 1);
+    EXPECT_EQ(lines_.size(), 1u);
+}
+
+TEST_F(RuntimeTest, SystemEventsBeyondTheRateAreDroppedUntilThePeriodIsOver) {
+    const auto write = [](const char* name) {
+        return EventLog::Write("RSS", name, EventLogType::FAULT, {{"A", 1}, {"B", uint64_t{2}}, {"C", "x"}});
+    };
+    for (uint32_t i = 0; i < EventLog::EVENT_LOG_MAX_PER_PERIOD; ++i) {
+        ASSERT_EQ(write("LIMITED"), 0);
+    }
+    EXPECT_NE(write("LIMITED"), 0);
+    EXPECT_EQ(write("OTHER"), 0);
+    runtime_.RunUntil(EventLog::EVENT_LOG_PERIOD_S * 1000000 - 1);
+    EXPECT_NE(write("LIMITED"), 0);
+    runtime_.RunUntil(EventLog::EVENT_LOG_PERIOD_S * 1000000);
+    EXPECT_EQ(write("LIMITED"), 0);
+    EXPECT_EQ(lines_.size(), EventLog::EVENT_LOG_MAX_PER_PERIOD + 2);
+    EXPECT_EQ(lines_.back(),
+              R"({"t":5000000,"kind":"sysevent","domain":"RSS","name":"LIMITED","type":"FAULT","params":{"A":1,"B":2,"C":"x"}})");
+}
+
+TEST_F(RuntimeTest, SpansAreClosedByNameInTheirNesting) {
+    {
+        TraceSpan outer(TRACE_TAG_RESSCHED, "outer");
+        TraceSpan inner(TRACE_TAG_RESSCHED, "inner");
+    }
+    FinishTrace(TRACE_TAG_RESSCHED);
+    const std::vector<std::string> expected = {R"({"t":0,"kind":"span","name":"outer","phase":"begin"})",
+                                               R"({"t":0,"kind":"span","name":"inner","phase":"begin"})",
+                                               R"({"t":0,"kind":"span","name":"inner","phase":"end"})",
+                                               R"({"t":0,"kind":"span","name":"outer","phase":"end"})"};
+    EXPECT_EQ(lines_, expected);
+}
+
+}  // namespace
+}  // namespace ZYRA::Host
