@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/platform_api.h"
 
@@ -45,10 +46,10 @@ public:
     TaskQueue& operator=(const TaskQueue&) = delete;
 
     // Submits a task. `name` is for traces only. After Close() the task is discarded.
-    virtual void Submit(std::function<void()> task, const std::string& name, uint64_t delayUs) = 0;
+    virtual void Submit(std::function<void()> task, std::string_view name, uint64_t delayUs) = 0;
 
     // The same, and returns a handle for Cancel; an empty handle after Close().
-    virtual TaskHandle SubmitWithHandle(std::function<void()> task, const std::string& name, uint64_t delayUs) = 0;
+    virtual TaskHandle SubmitWithHandle(std::function<void()> task, std::string_view name, uint64_t delayUs) = 0;
 
     // Takes a waiting task out of the queue. Returns true when the task had not started: it will never run. Returns
     // false when it runs, has run, was cancelled before or is unknown; a running task is not waited for.

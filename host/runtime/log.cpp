@@ -77,7 +77,9 @@ std::string Render(const char* format, const LogArg* args, bool reveal) {
 
 }  // namespace
 
-void SetRevealPrivate(bool reveal) { revealPrivate.store(reveal, std::memory_order_relaxed); }
+void SetRevealPrivate(bool reveal) {
+    revealPrivate.store(reveal, std::memory_order_relaxed);
+}
 
 }  // namespace Host
 

@@ -26,9 +26,13 @@ TaskRuntime& TaskRuntime::Current() {
     return runtime == nullptr ? DefaultRuntime() : *runtime;
 }
 
-void TaskRuntime::Install(TaskRuntime& runtime) { currentRuntime.store(&runtime, std::memory_order_release); }
+void TaskRuntime::Install(TaskRuntime& runtime) {
+    currentRuntime.store(&runtime, std::memory_order_release);
+}
 
-void TaskRuntime::InstallDefault() { currentRuntime.store(nullptr, std::memory_order_release); }
+void TaskRuntime::InstallDefault() {
+    currentRuntime.store(nullptr, std::memory_order_release);
+}
 
 }  // namespace Host
 
@@ -48,10 +52,16 @@ std::unique_ptr<TaskQueue> TaskQueue::Create(const std::string& name, int32_t qo
     return Host::TaskRuntime::Current().CreateQueue(name, qos);
 }
 
-int64_t Clock::NowMs() { return Host::TaskRuntime::Current().WallClockUs() / 1000; }
+int64_t Clock::NowMs() {
+    return Host::TaskRuntime::Current().WallClockUs() / 1000;
+}
 
-int64_t Clock::NowSeconds() { return Host::TaskRuntime::Current().WallClockUs() / 1000000; }
+int64_t Clock::NowSeconds() {
+    return Host::TaskRuntime::Current().WallClockUs() / 1000000;
+}
 
-int64_t Clock::MonotonicUs() { return Host::TaskRuntime::Current().ElapsedUs(); }
+int64_t Clock::MonotonicUs() {
+    return Host::TaskRuntime::Current().ElapsedUs();
+}
 
 }  // namespace ZYRA

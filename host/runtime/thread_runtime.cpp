@@ -113,8 +113,7 @@ bool Worker::TakeDueWLocked(std::function<void()>& task) {
     if (!delayed_.empty()) {
         const auto first = delayed_.begin();
         const bool isBeforeImmediate =
-            immediate_.empty() ||
-            first->first < DelayedKey(immediate_.front().due, immediate_.front().sequence);
+            immediate_.empty() || first->first < DelayedKey(immediate_.front().due, immediate_.front().sequence);
         if (isBeforeImmediate && first->first.first <= SteadyClock::now()) {
             task = std::move(first->second);
             delayedDue_.erase(first->first.second);
@@ -243,11 +242,11 @@ public:
         }
     }
 
-    void Submit(std::function<void()> task, const std::string& /*name*/, uint64_t delayUs) override {
+    void Submit(std::function<void()> task, std::string_view /*name*/, uint64_t delayUs) override {
         worker_->Submit(task, delayUs);
     }
 
-    TaskHandle SubmitWithHandle(std::function<void()> task, const std::string& /*name*/, uint64_t delayUs) override {
+    TaskHandle SubmitWithHandle(std::function<void()> task, std::string_view /*name*/, uint64_t delayUs) override {
         return worker_->Submit(task, delayUs);
     }
 
@@ -272,7 +271,9 @@ private:
 
 ThreadRuntime::ThreadRuntime() : start_(SteadyClock::now()), retired_(std::make_shared<Retired>()) {}
 
-ThreadRuntime::~ThreadRuntime() { retired_->Join(true); }
+ThreadRuntime::~ThreadRuntime() {
+    retired_->Join(true);
+}
 
 std::unique_ptr<TaskQueue> ThreadRuntime::CreateQueue(const std::string& name, int32_t qos) {
     retired_->Join(false);
@@ -294,6 +295,8 @@ int64_t ThreadRuntime::WallClockUs() const {
     return std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count();
 }
 
-void ThreadRuntime::JoinRetired() { retired_->Join(true); }
+void ThreadRuntime::JoinRetired() {
+    retired_->Join(true);
+}
 
 }  // namespace ZYRA::Host

@@ -46,11 +46,11 @@ public:
 
     ~VirtualQueue() override { Discard(); }
 
-    void Submit(std::function<void()> task, const std::string& name, uint64_t delayUs) override {
+    void Submit(std::function<void()> task, std::string_view name, uint64_t delayUs) override {
         SubmitWithHandle(std::move(task), name, delayUs);
     }
 
-    TaskHandle SubmitWithHandle(std::function<void()> task, const std::string& /*name*/, uint64_t delayUs) override {
+    TaskHandle SubmitWithHandle(std::function<void()> task, std::string_view /*name*/, uint64_t delayUs) override {
         MutexLock lock(state_->mutex);
         if (closed_.load(std::memory_order_relaxed)) {
             return TaskHandle();

@@ -11,7 +11,9 @@ namespace ZYRA {
 
 namespace {
 
-std::shared_ptr<const Host::DeviceState> Device() { return Host::DeviceServices::GetInstance().Snapshot(); }
+std::shared_ptr<const Host::DeviceState> Device() {
+    return Host::DeviceServices::GetInstance().Snapshot();
+}
 
 class DeviceAbilityManager final : public AbilityManagerClient {
 public:
@@ -27,7 +29,9 @@ std::shared_ptr<AbilityManagerClient> AbilityManagerClient::GetInstance() {
     return client;
 }
 
-BatteryChargeState BatteryClient::GetChargingStatus() { return static_cast<BatteryChargeState>(Device()->charging); }
+BatteryChargeState BatteryClient::GetChargingStatus() {
+    return static_cast<BatteryChargeState>(Device()->charging);
+}
 
 SuspendManagerClient& SuspendManagerClient::GetInstance() {
     static SuspendManagerClient client;
@@ -53,7 +57,9 @@ OOBEManager& OOBEManager::GetInstance() {
     return manager;
 }
 
-bool OOBEManager::GetOOBValue() { return Device()->oobe; }
+bool OOBEManager::GetOOBValue() {
+    return Device()->oobe;
+}
 
 }  // namespace ResourceSchedule
 

@@ -8,7 +8,9 @@ namespace ZYRA {
 
 namespace {
 
-std::shared_ptr<const Host::DeviceState> Device() { return Host::DeviceServices::GetInstance().Snapshot(); }
+std::shared_ptr<const Host::DeviceState> Device() {
+    return Host::DeviceServices::GetInstance().Snapshot();
+}
 
 bool IsPresent(const Host::DeviceState& device, int32_t serviceId) {
     const auto service = device.services.find(serviceId);

@@ -77,8 +77,9 @@ TEST_F(RuntimeTest, SystemEventsBeyondTheRateAreDroppedUntilThePeriodIsOver) {
     runtime_.RunUntil(EventLog::EVENT_LOG_PERIOD_S * 1000000);
     EXPECT_EQ(write("LIMITED"), 0);
     EXPECT_EQ(lines_.size(), EventLog::EVENT_LOG_MAX_PER_PERIOD + 2);
-    EXPECT_EQ(lines_.back(),
-              R"({"t":5000000,"kind":"sysevent","domain":"RSS","name":"LIMITED","type":"FAULT","params":{"A":1,"B":2,"C":"x"}})");
+    EXPECT_EQ(
+        lines_.back(),
+        R"({"t":5000000,"kind":"sysevent","domain":"RSS","name":"LIMITED","type":"FAULT","params":{"A":1,"B":2,"C":"x"}})");
 }
 
 TEST_F(RuntimeTest, SpansAreClosedByNameInTheirNesting) {

@@ -82,8 +82,8 @@ TYPED_TEST(TaskQueueTest, RunsInOrderOfDueTimeAndThenOfSubmission) {
     // The first task lets the others be submitted at what is one moment for them, on both runtimes.
     this->queue_->Submit(
         [&] {
-            for (const auto& [name, delayUs] : std::vector<std::pair<char, uint64_t>>{
-                     {'d', 40000}, {'a', 0}, {'c', 20000}, {'b', 0}, {'e', 40000}}) {
+            for (const auto& [name, delayUs] :
+                 std::vector<std::pair<char, uint64_t>>{{'d', 40000}, {'a', 0}, {'c', 20000}, {'b', 0}, {'e', 40000}}) {
                 this->queue_->Submit([&order, name = name] { order += name; }, "ordered", delayUs);
             }
         },

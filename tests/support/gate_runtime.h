@@ -35,10 +35,10 @@ private:
         GateQueue(GateRuntime& runtime, std::string name, std::unique_ptr<TaskQueue> queue)
             : runtime_(runtime), name_(std::move(name)), queue_(std::move(queue)) {}
 
-        void Submit(std::function<void()> task, const std::string& name, uint64_t delayUs) override {
+        void Submit(std::function<void()> task, std::string_view name, uint64_t delayUs) override {
             queue_->Submit(Gated(std::move(task), name), name, delayUs);
         }
-        TaskHandle SubmitWithHandle(std::function<void()> task, const std::string& name, uint64_t delayUs) override {
+        TaskHandle SubmitWithHandle(std::function<void()> task, std::string_view name, uint64_t delayUs) override {
             return queue_->SubmitWithHandle(Gated(std::move(task), name), name, delayUs);
         }
         bool Cancel(const TaskHandle& handle) override { return queue_->Cancel(handle); }
@@ -50,8 +50,8 @@ private:
         }
 
     private:
-        std::function<void()> Gated(std::function<void()> task, const std::string& name) {
-            return [this, task = std::move(task), name] {
+        std::function<void()> Gated(std::function<void()> task, std::string_view name) {
+            return [this, task = std::move(task), name = std::string(name)] {
                 if (runtime_.beforeTask) {
                     runtime_.beforeTask(name_, name);
                 }

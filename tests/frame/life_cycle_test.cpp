@@ -1,0 +1,168 @@
+// The manager's life cycle with tasks held at the points that matter: what used to be a dead-lock or a use after free
+// would hang or trip a sanitizer here.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "frame/common/io_sched_event_callback.h"
+#include "frame/common/io_sched_event_id.h"
+#include "frame/common/io_sched_event_util.h"
+#include "frame/io_sched_manager.h"
+#include "host/runtime/journal.h"
+#include "tests/support/event.h"
+#include "tests/support/gate_runtime.h"
+
+namespace ZYRA::ResourceSchedule {
+namespace {
+
+using Host::Event;
+
+class LifeCycleTest : public ::testing::Test, private Host::JournalSink {
+protected:
+    LifeCycleTest() {
+        Host::TaskRuntime::Install(runtime_);
+        Host::Journal::GetInstance().AddSink(this);
+    }
+    ~LifeCycleTest() override {
+        manager_.Deinit();
+        Host::Journal::GetInstance().RemoveSink(this);
+        Host::TaskRuntime::InstallDefault();
+    }
+
+    std::shared_ptr<IOSchedEventCallback> Callback() {
+        return IOSchedEventUtil::GetInstance().GetIOSchedEventCallback();
+    }
+
+    size_t CountLogs(const std::string& text) {
+        MutexLock lock(mutex_);
+        return static_cast<size_t>(std::count(logs_.begin(), logs_.end(), text));
+    }
+
+    Host::GateRuntime runtime_;
+    IOSchedManager& manager_ = IOSchedManager::GetInstance();
+
+private:
+    void OnEntry(const Host::JournalEntry& entry) override {
+        if (const auto* log = std::get_if<Host::LogEntry>(&entry.fact)) {
+            MutexLock lock(mutex_);
+            logs_.push_back(log->text);
+        }
+    }
+
+    Mutex mutex_;
+    std::vector<std::string> logs_ GUARDED_BY(mutex_);
+};
+
+// (a) A task runs on a queue and is held; (b) the plugin is disabled, which reaches the closing of that queue; (c) the
+// task goes on and wants the manager's main lock, for the callback that it took while the plugin was enabled; (d) it
+// gets the lock, finds the manager not inited, and the disabling ends after the task.
+TEST_F(LifeCycleTest, DisabledWhileATaskOfEitherQueueWantsTheMainLock) {
+    for (const std::string queue : {"iosched_task_th", "iosched_main_th"}) {
+        Event running;
+        Event closing;
+        Event never;
+        std::atomic<bool> ended{false};
+        runtime_.onClose = [&](const std::string& name) {
+            if (name == queue) {
+                closing.Set();
+            }
+        };
+        const std::string gated = queue == "iosched_main_th" ? "ProcessIOSchedEventAsync" : "PostTaskToAsyncThrd";
+        std::shared_ptr<IOSchedEventCallback> callback;
+        runtime_.beforeTask = [&](const std::string& /*queue*/, const std::string& task) {
+            if (task == gated) {
+                running.Set();
+                closing.Wait();
+                callback->OnEventPost(IOSCHED_EVENT_PRELOAD_TTL, 0);
+                callback->OnEventRemove(IOSCHED_EVENT_PRELOAD_TTL);
+                callback->OnTaskPost([&never] { never.Set(); }, "late", 0);
+                callback->OnTaskRemove("late");
+                ended = true;
+            }
+        };
+        manager_.Init();
+        callback = Callback();
+        ASSERT_NE(callback, nullptr);
+        if (queue == "iosched_main_th") {
+            callback->OnEventPost(IOSCHED_EVENT_PRELOAD_TTL, 0);
+        } else {
+            callback->OnTaskPost([] {}, "gated", 0);
+        }
+        running.Wait();
+        manager_.Deinit();
+        EXPECT_TRUE(ended) << queue;
+        EXPECT_FALSE(never.IsSet()) << queue;
+        EXPECT_EQ(Callback(), nullptr);
+    }
+}
+
+TEST_F(LifeCycleTest, NamedTasksAreCancelledTogetherAndDroppedWhileDisabled) {
+    std::atomic<int> ran{0};
+    Event done;
+    manager_.PostTaskToAsyncThrd([&] { ++ran; }, "named", 0);
+    manager_.Init();
+    for (int i = 0; i < 3; ++i) {
+        manager_.PostTaskToAsyncThrd([&] { ++ran; }, "named", 3600000);
+    }
+    manager_.RemoveTaskOnAsyncThrd("named");
+    manager_.RemoveTaskOnAsyncThrd("unknown");
+    Callback()->OnTaskPost([&] { done.Set(); }, "other", 5);
+    done.Wait();
+    manager_.Deinit();
+    EXPECT_EQ(ran, 0);
+}
+
+TEST_F(LifeCycleTest, SecondInitAndSecondDeinitOnlySaySo) {
+    manager_.Deinit();
+    manager_.Init();
+    manager_.Init();
+    manager_.Deinit();
+    manager_.Deinit();
+    EXPECT_EQ(CountLogs("[Init:]IOSchedManager has already been Inited."), 1u);
+    EXPECT_EQ(CountLogs("[Init:]IOSchedManager Init success."), 1u);
+    EXPECT_EQ(CountLogs("[Deinit:]IOSchedManager has already been Deinited."), 2u);
+    EXPECT_EQ(CountLogs("[Deinit:]IOSchedManager Deinit success."), 1u);
+}
+
+// Each failure of Init leaves nothing behind: the next Init works.
+TEST_F(LifeCycleTest, FailedInitStartsCleanNextTime) {
+    runtime_.failingQueue = "iosched_task_th";
+    manager_.Init();
+    EXPECT_EQ(CountLogs("[Init:]failed to create veloQueue."), 1u);
+    EXPECT_EQ(Callback(), nullptr);
+    runtime_.failingQueue.clear();
+    manager_.Init();
+    EXPECT_EQ(CountLogs("[Init:]IOSchedManager Init success."), 1u);
+    EXPECT_NE(Callback(), nullptr);
+}
+
+TEST_F(LifeCycleTest, OnlyTimeoutsOfExactPrereadPassTheCallback) {
+    std::atomic<int> ran{0};
+    Event sentinel;
+    runtime_.beforeTask = [&](const std::string& /*queue*/, const std::string& task) {
+        if (task == "ProcessIOSchedEventAsync" && ++ran == 2) {
+            sentinel.Set();
+        }
+    };
+    manager_.Init();
+    const auto callback = Callback();
+    callback->OnEventPost(19, 0);
+    callback->OnEventPost(25, 0);
+    callback->OnEventPost(0, 0);
+    callback->OnEventPost(IOSCHED_EVENT_PRELOAD_TTL, 3600000);
+    callback->OnEventPost(IOSCHED_EVENT_PRELOAD_TTL, 3600000);
+    callback->OnEventRemove(IOSCHED_EVENT_PRELOAD_TTL);
+    callback->OnEventPost(20, 0);
+    callback->OnEventPost(24, 10);
+    sentinel.Wait();
+    manager_.Deinit();
+    EXPECT_EQ(ran, 2);
+}
+
+}  // namespace
+}  // namespace ZYRA::ResourceSchedule
