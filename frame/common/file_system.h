@@ -14,7 +14,7 @@ public:
     static bool GetRealPath(const std::string& path, std::string& realPath);
 
     // Appends the lines of the file, without their line feeds; a last line needs none. Returns false when the file
-    // cannot be opened, with errno as the failed call left it. A file that fails while it is read ends there.
+    // cannot be opened or read to its end, with errno as the failed call left it and `lines` unchanged.
     static bool ReadLinesFromFile(const std::string& path, std::vector<std::string>& lines);
 };
 

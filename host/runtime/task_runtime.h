@@ -8,6 +8,9 @@
 
 namespace ZYRA::Host {
 
+// Longer delays count as this one, a hundred years, so that a due time never overflows.
+constexpr uint64_t LONGEST_DELAY_US = 100ULL * 365 * 24 * 3600 * 1000000;
+
 // Makes the queues that TaskQueue::Create hands out, and tells the time that goes with them.
 class TaskRuntime {
 public:

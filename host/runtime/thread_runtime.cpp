@@ -74,7 +74,7 @@ TaskHandle Worker::Submit(std::function<void()>& task, uint64_t delayUs) {
     if (delayUs == 0) {
         immediate_.push_back({now, sequence, std::move(task)});
     } else {
-        const auto due = now + std::chrono::microseconds(delayUs);
+        const auto due = now + std::chrono::microseconds(std::min(delayUs, LONGEST_DELAY_US));
         delayed_.emplace(DelayedKey(due, sequence), std::move(task));
         delayedDue_.emplace(sequence, due);
     }

@@ -24,11 +24,11 @@ using Host::Event;
 
 class LifeCycleTest : public ::testing::Test, private Host::JournalSink {
 protected:
-    LifeCycleTest() {
+    void SetUp() override {
         Host::TaskRuntime::Install(runtime_);
         Host::Journal::GetInstance().AddSink(this);
     }
-    ~LifeCycleTest() override {
+    void TearDown() override {
         manager_.Deinit();
         Host::Journal::GetInstance().RemoveSink(this);
         Host::TaskRuntime::InstallDefault();

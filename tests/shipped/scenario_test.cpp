@@ -80,6 +80,6 @@ TEST_P(ScenarioTest, WritesItsJournalTheSameInEveryRun) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, ScenarioTest, ::testing::ValuesIn(ScenarioNames()),
-                         [](const auto& info) { return info.param; });
+                         [](const auto& row) { return row.param; });
 
 }  // namespace

@@ -1,0 +1,117 @@
+// Statistics and failures of the prereads, from the kernel to the system events.
+
+#include <cstdlib>
+#include <string_view>
+
+#include "exact_preread/exact_preread_executor.h"
+#include "exact_preread/workingset_paths.h"
+#include "frame/common/common_util.h"
+#include "frame/common/file_system.h"
+#include "frame/common/io_sched_log.h"
+#include "platform/event_log.h"
+#include "platform/file_util.h"
+
+namespace ZYRA::ResourceSchedule {
+
+namespace {
+
+constexpr char EVENT_DOMAIN[] = "RSS";
+
+struct PrereadStatistics {
+    int32_t succ = 0;
+    int32_t fail = 0;
+    // Of all successful prereads together, in the kernel's unit.
+    uint64_t size = 0;
+};
+
+struct FailureReason {
+    std::string_view code;
+    const char* reason;
+};
+
+constexpr FailureReason FAILURE_REASONS[] = {
+    {"1", "exact_preread create file page fail"},
+    {"2", "exact_preread read file page fail"},
+};
+
+const char* ReasonOf(std::string_view code) {
+    for (const FailureReason& known : FAILURE_REASONS) {
+        if (known.code == code) {
+            return known.reason;
+        }
+    }
+    return "Unkown reason, please check log";
+}
+
+std::string DfxFile(const char* file) {
+    return std::string(WORKINGSET_ROOT) + "/" + file;
+}
+
+PrereadStatistics ParseStatistics(const std::vector<std::string>& lines) {
+    constexpr std::string_view SUCC_KEY = "Succ: ";
+    constexpr std::string_view FAIL_KEY = "Fail: ";
+    constexpr std::string_view SIZE_KEY = "Size: ";
+    PrereadStatistics statistics;
+    for (const std::string& line : lines) {
+        if (line.starts_with(SUCC_KEY)) {
+            statistics.succ = CommonUtil::StringToInt32(line.substr(SUCC_KEY.size()));
+        } else if (line.starts_with(FAIL_KEY)) {
+            statistics.fail = CommonUtil::StringToInt32(line.substr(FAIL_KEY.size()));
+        } else if (line.starts_with(SIZE_KEY)) {
+            statistics.size = std::strtoull(line.c_str() + SIZE_KEY.size(), nullptr, 0);
+        }
+    }
+    return statistics;
+}
+
+}  // namespace
+
+void ExactPrereadExecutor::ReportExactPrereadDfx() {
+    const std::string path = DfxFile(STATISTICS_FILE);
+    std::string realPath;
+    if (!FileSystem::GetRealPath(path, realPath)) {
+        EP_LOGE("failed to get file real path: %{private}s", path.c_str());
+        return;
+    }
+    std::vector<std::string> lines;
+    if (!FileSystem::ReadLinesFromFile(realPath, lines)) {
+        EP_LOGE("failed to read dfxinfo");
+        return;
+    }
+    if (!SaveStringToFile(realPath, "0", false)) {
+        EP_LOGE("failed to reset dfxinfo");
+        return;
+    }
+    const PrereadStatistics statistics = ParseStatistics(lines);
+    // Unsigned, because the kernel's text may hold numbers whose sum does not fit.
+    if (static_cast<uint32_t>(statistics.succ) + static_cast<uint32_t>(statistics.fail) == 0) {
+        return;
+    }
+    const uint64_t averageSize =
+        statistics.succ == 0 ? statistics.size : statistics.size / static_cast<uint64_t>(statistics.succ);
+    EventLog::Write(EVENT_DOMAIN, "EXACT_PREREAD_REPORT", EventLogType::STATISTIC,
+                    {{"SUCC_CNT", statistics.succ}, {"FAIL_CNT", statistics.fail}, {"PREREAD_SIZE", averageSize}});
+}
+
+void ExactPrereadExecutor::ReportExactPrereadFailureDfx(const SceneInfo& scene) {
+    std::string realPath;
+    if (!FileSystem::GetRealPath(DfxFile(FAILURE_INFO_FILE), realPath)) {
+        return;
+    }
+    std::string content;
+    if (!LoadStringFromFile(realPath, content)) {
+        EP_LOGE("failed to read dfxerror");
+        return;
+    }
+    if (content.empty() || content == "0") {
+        EP_LOGD("preread no failure");
+        return;
+    }
+    EventLog::Write(EVENT_DOMAIN, "EXACT_PREREAD_FAULT", EventLogType::FAULT,
+                    {{"APP_UID", scene.uid},
+                     {"APP_PID", scene.pid},
+                     {"BUNDLE_NAME", scene.sceneName},
+                     {"FAIL_REASON", std::string(ReasonOf(content))}});
+}
+
+}  // namespace ZYRA::ResourceSchedule

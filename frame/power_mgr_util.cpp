@@ -1,0 +1,93 @@
+#include "frame/power_mgr_util.h"
+
+#include "exact_preread/exact_preread.h"
+#include "exact_preread/exact_preread_executor.h"
+#include "frame/common/io_sched_log.h"
+#include "frame/common/never_destroyed.h"
+#include "frame/guarded_run.h"
+#include "frame/io_sched_manager.h"
+#include "platform/battery_client.h"
+#include "platform/delayed_singleton.h"
+#include "platform/power_mgr_client.h"
+#include "platform/service_registry.h"
+#include "top_scene/top_scene_manager.h"
+
+namespace ZYRA::ResourceSchedule {
+
+namespace {
+
+constexpr uint64_t REGISTRATION_RETRY_DELAY_US = 2000000;
+
+// The clients are created on first use, by whichever thread comes first, and stay.
+
+ShutdownClient& GetShutdownClient() {
+    static NeverDestroyed<ShutdownClient> client;
+    return client.Get();
+}
+
+BatteryClient& GetBatteryClient() {
+    static NeverDestroyed<BatteryClient> client;
+    return client.Get();
+}
+
+bool IsPowerManagerThere() {
+    const std::shared_ptr<ServiceRegistry> registry = ServiceRegistry::GetInstance();
+    return registry != nullptr && registry->GetService(POWER_MGR_SERVICE_ID) != nullptr;
+}
+
+// Calls the features outside of their queue: they lock for themselves.
+void SaveBeforeShutdown() {
+    constexpr char ON_ASYNC_SHUTDOWN[] = "OnAsyncShutdown";
+    if (!ExactPreread::GetInstance().IsEnabled()) {
+        return;
+    }
+    const std::shared_ptr<ExactPrereadExecutor> executor = DelayedSingleton<ExactPrereadExecutor>::GetInstance();
+    if (!executor->BackupAllRecords()) {
+        EP_LOGE_AS(ON_ASYNC_SHUTDOWN, "backup all records in cache failed.");
+    }
+    TopSceneManager::GetInstance().HandleShutdownEvent();
+    EP_LOGD_AS(ON_ASYNC_SHUTDOWN, "shutdown, report exact preread statistic info");
+    executor->ReportExactPrereadDfx();
+}
+
+}  // namespace
+
+class PowerMgrUtil::IOSchedShutdownCallbackImpl final : public AsyncShutdownCallback {
+public:
+    void OnAsyncShutdown() override { RunGuarded(__func__, SaveBeforeShutdown); }
+};
+
+void PowerMgrUtil::RegisterShutdownCallback() {
+    if (!IsPowerManagerThere()) {
+        PostRegistrationRetry();
+        return;
+    }
+    if (shutdownCallback_ != nullptr) {
+        return;
+    }
+    shutdownCallback_ = std::make_shared<IOSchedShutdownCallbackImpl>();
+    GetShutdownClient().RegisterShutdownCallback(shutdownCallback_, ShutdownPriority::LOW);
+    IOSCHED_LOGI("Register ShutdownCallback success");
+}
+
+// Both callers hold the manager's main lock, which cannot be named in a declaration outside of the manager.
+void PowerMgrUtil::PostRegistrationRetry() NO_THREAD_SAFETY_ANALYSIS {
+    IOSchedManager::GetInstance().PostEventTaskWLocked(
+        [] { IOSchedManager::GetInstance().RegisterShutdownCallbackWLocked(false); }, REGISTRATION_RETRY_DELAY_US);
+}
+
+void PowerMgrUtil::UnRegisterShutdownCallback() {
+    if (shutdownCallback_ == nullptr) {
+        return;
+    }
+    GetShutdownClient().UnRegisterShutdownCallback(shutdownCallback_);
+    IOSCHED_LOGI("Unregister ShutdownCallback success");
+    shutdownCallback_ = nullptr;
+}
+
+bool PowerMgrUtil::IsBatteryAtChargingState() {
+    const BatteryChargeState state = GetBatteryClient().GetChargingStatus();
+    return state == BatteryChargeState::ENABLED || state == BatteryChargeState::FULL;
+}
+
+}  // namespace ZYRA::ResourceSchedule

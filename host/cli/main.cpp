@@ -1,0 +1,50 @@
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+#include "host/cli/exit_code.h"
+#include "host/cli/help.h"
+#include "host/cli/replay_command.h"
+
+namespace ZYRA::Host {
+
+namespace {
+
+constexpr char EXAMPLES[] =
+    "  iosched-host replay cold_start.jsonl                    play a scenario, say in short what happened\n"
+    "  iosched-host replay cold_start.jsonl --journal out.jsonl  and keep everything that happened\n"
+    "  iosched-host replay --help                              what else a replay can do\n";
+
+int Main(int argc, char** argv) {
+    // A reader that has gone away is a failed write, to be reported like any other.
+    std::signal(SIGPIPE, SIG_IGN);
+    CLI::App app("Runs the I/O scheduling plugin on a virtual device.", "iosched-host");
+    SetExamples(app, EXAMPLES);
+    app.set_version_flag("--version", "iosched-host " IOSCHED_VERSION);
+    app.require_subcommand(1);
+    ReplayCommand replay;
+    replay.AddTo(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& request) {
+        return app.exit(request);  // Help or version, on standard output.
+    } catch (const CLI::ParseError& error) {
+        std::fprintf(stderr, "iosched-host: %s (see iosched-host --help)\n", error.what());
+        return EXIT_BAD_INPUT;
+    }
+    return replay.Run();
+}
+
+}  // namespace
+
+}  // namespace ZYRA::Host
+
+int main(int argc, char** argv) {
+    try {
+        return ZYRA::Host::Main(argc, argv);
+    } catch (const std::exception& exception) {
+        std::fprintf(stderr, "iosched-host: %s\n", exception.what());
+        return ZYRA::Host::EXIT_RUN_FAILED;
+    }
+}

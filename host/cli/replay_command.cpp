@@ -1,0 +1,184 @@
+#include "host/cli/replay_command.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "host/cli/help.h"
+#include "host/replay/device_model.h"
+#include "host/replay/journal_writer.h"
+#include "host/replay/plugin_library.h"
+#include "host/replay/replay.h"
+#include "host/replay/scenario.h"
+#include "host/replay/summary.h"
+#include "host/replay/summary_text.h"
+#include "host/runtime/journal.h"
+#include "host/runtime/log_sink.h"
+#include "host/sandbox/sandbox.h"
+#include "platform/file_util.h"
+#include "platform/log.h"
+
+namespace ZYRA::Host {
+
+namespace {
+
+constexpr char EXAMPLES[] =
+    "  iosched-host replay cold_start.jsonl                                  with cold_start.device.json, if there is one\n"
+    "  iosched-host replay cold_start.jsonl --device small.json --journal -  the journal on standard output\n"
+    "  iosched-host replay day.jsonl --data state/ --log-level DEBUG         keep /data for the next run\n";
+
+constexpr int64_t LONGEST_SETTLE_MS = 1000000000000;
+constexpr int64_t US_PER_MS = 1000;
+constexpr uint64_t BYTES_PER_GB = uint64_t{1} << 30;
+constexpr char STANDARD_OUTPUT[] = "-";
+
+const std::map<std::string, LogLevel> LOG_LEVELS = {{"DEBUG", LogLevel::DEBUG},
+                                                    {"INFO", LogLevel::INFO},
+                                                    {"WARN", LogLevel::WARN},
+                                                    {"ERROR", LogLevel::ERROR},
+                                                    {"FATAL", LogLevel::FATAL}};
+
+ExitCode Fail(ExitCode code, const std::string& line) {
+    std::fprintf(stderr, "%s\n", line.c_str());
+    return code;
+}
+
+InputError FileError(const std::string& file) { return {file, 0, std::strerror(errno)}; }
+
+// The device document of a scenario: the one that the user names, else the one beside it, else none.
+std::string DeviceFileOf(const std::string& scenarioFile, const std::string& named) {
+    if (!named.empty()) {
+        return named;
+    }
+    const auto beside = std::filesystem::path(scenarioFile).replace_extension(".device.json");
+    std::error_code ignored;
+    return std::filesystem::exists(beside, ignored) ? beside.string() : "";
+}
+
+// A sink of the journal for as long as this object lives.
+class SinkRegistration {
+public:
+    explicit SinkRegistration(JournalSink* sink) : sink_(sink) {
+        if (sink_ != nullptr) {
+            Journal::GetInstance().AddSink(sink_);
+        }
+    }
+    ~SinkRegistration() { Journal::GetInstance().RemoveSink(sink_); }
+    SinkRegistration(const SinkRegistration&) = delete;
+    SinkRegistration& operator=(const SinkRegistration&) = delete;
+
+private:
+    JournalSink* const sink_;
+};
+
+ExitCode ExitCodeOf(ReplayOutcome outcome) {
+    switch (outcome) {
+        case ReplayOutcome::DONE:
+            return EXIT_DONE;
+        case ReplayOutcome::FAILED:
+            return EXIT_RUN_FAILED;
+        case ReplayOutcome::BAD_PLUGIN:
+            return EXIT_BAD_INPUT;
+        case ReplayOutcome::NO_DEVICE:
+            return EXIT_NO_SANDBOX;
+    }
+    return EXIT_RUN_FAILED;
+}
+
+bool IsColoured(std::FILE* stream) {
+    const char* noColour = std::getenv("NO_COLOR");
+    return isatty(fileno(stream)) == 1 && (noColour == nullptr || *noColour == '\0');
+}
+
+}  // namespace
+
+void ReplayCommand::AddTo(CLI::App& app) {
+    CLI::App& command = *app.add_subcommand("replay", "Play a scenario on a virtual device.");
+    SetExamples(command, EXAMPLES);
+    command.add_option("SCENARIO", scenarioFile_, "The scenario, JSON Lines")->required()->type_name("");
+    command.add_option("--device", deviceFile_, "The device model, in place of NAME.device.json beside NAME.jsonl")
+        ->type_name("FILE");
+    command.add_option("--data", dataFolder_, "A folder that is the device's /data and is kept")->type_name("DIR");
+    command.add_option("--journal", journalFile_, "Where to write the journal; - is standard output")
+        ->type_name("FILE|-");
+    command.add_option("--log-level", logLevel_, "The lowest level that is logged")
+        ->check(CLI::IsMember(&LOG_LEVELS))
+        ->type_name("DEBUG|INFO|WARN|ERROR|FATAL")
+        ->capture_default_str();
+    command.add_option("--settle", settleMs_, "For how long the device goes on after the last step")
+        ->check(CLI::Range(int64_t{0}, LONGEST_SETTLE_MS))
+        ->type_name("MS")
+        ->capture_default_str();
+    command.add_option("--plugin", pluginFile_, "The plugin's library, in place of the one beside this program")
+        ->type_name("PATH");
+    command.add_flag("--real-time", isRealTime_, "Run on threads, as fast as on a device, by the machine's clock");
+    command.add_flag("--reveal-private", revealsPrivate_, "Show the private arguments of log lines");
+}
+
+ExitCode ReplayCommand::Run() {
+    InputError error;
+    const std::string deviceFile = DeviceFileOf(scenarioFile_, deviceFile_);
+    const auto scenario = LoadScenario(scenarioFile_, error);
+    if (!scenario) {
+        return Fail(EXIT_BAD_INPUT, error.Text());
+    }
+    auto model = deviceFile.empty() ? DeviceModel() : LoadDeviceModel(deviceFile, error);
+    if (!model) {
+        return Fail(EXIT_BAD_INPUT, error.Text());
+    }
+    ApplyStartDevice(*scenario, *model);
+
+    // Relative paths end at the sandbox.
+    ReplayOptions options{"", settleMs_ * US_PER_MS, isRealTime_};
+    const std::string pluginFile = pluginFile_.empty() ? PluginLibrary::DefaultPath() : pluginFile_;
+    if (!PathToRealPath(pluginFile, options.pluginPath)) {
+        return Fail(EXIT_BAD_INPUT, FileError(pluginFile).Text());
+    }
+    SandboxConfig sandbox{static_cast<uint64_t>(model->romGB) * BYTES_PER_GB, ""};
+    if (!dataFolder_.empty() && !PathToRealPath(dataFolder_, sandbox.dataDir)) {
+        return Fail(EXIT_BAD_INPUT, FileError(dataFolder_).Text());
+    }
+    const bool journalsToOutput = journalFile_ == STANDARD_OUTPUT;
+    std::unique_ptr<JournalWriter> writer;
+    if (!journalFile_.empty()) {
+        writer = journalsToOutput ? JournalWriter::OnStandardOutput() : JournalWriter::Create(journalFile_);
+        if (writer == nullptr) {
+            return Fail(EXIT_BAD_INPUT, FileError(journalFile_).Text());
+        }
+    }
+
+    if (const auto refusal = EnterSandbox(sandbox); refusal) {
+        return Fail(EXIT_NO_SANDBOX, *refusal);
+    }
+    logThreshold.store(static_cast<int32_t>(LOG_LEVELS.at(logLevel_)), std::memory_order_relaxed);
+    SetRevealPrivate(revealsPrivate_);
+    Summary summary;
+    ReplayResult result;
+    {
+        const SinkRegistration toWriter(writer.get());
+        const SinkRegistration toSummary(&summary);
+        result = RunReplay(*model, *scenario, options);
+    }
+    if (const int failure = writer == nullptr ? 0 : writer->Finish(); failure != 0) {
+        return Fail(EXIT_RUN_FAILED, journalFile_ + ": " + std::strerror(failure));
+    }
+    if (result.outcome != ReplayOutcome::DONE) {
+        return Fail(ExitCodeOf(result.outcome), result.error);
+    }
+    std::FILE* const stream = journalsToOutput ? stderr : stdout;
+    const std::string text = SummaryText(summary, result, IsColoured(stream));
+    if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() || std::fflush(stream) != 0) {
+        return Fail(EXIT_RUN_FAILED, std::string("standard output: ") + std::strerror(errno));
+    }
+    return EXIT_DONE;
+}
+
+}  // namespace ZYRA::Host

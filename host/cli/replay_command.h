@@ -1,0 +1,33 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <cstdint>
+#include <string>
+
+#include "host/cli/exit_code.h"
+
+namespace ZYRA::Host {
+
+// `iosched-host replay`: plays a scenario on a virtual device and says in short what happened.
+class ReplayCommand {
+public:
+    // Adds the command with its options, which write into this object.
+    void AddTo(CLI::App& app);
+
+    // REQUIRES: the command line has been parsed, and the process has one thread only. Leaves the process in the
+    // sandbox.
+    ExitCode Run();
+
+private:
+    std::string scenarioFile_;
+    std::string deviceFile_;
+    std::string dataFolder_;
+    std::string journalFile_;
+    std::string logLevel_ = "INFO";
+    std::string pluginFile_;
+    int64_t settleMs_ = 20000;
+    bool isRealTime_ = false;
+    bool revealsPrivate_ = false;
+};
+
+}  // namespace ZYRA::Host

@@ -1,0 +1,186 @@
+#include "host/kernel/fuse_server.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/eventfd.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <iterator>
+#include <system_error>
+#include <utility>
+
+#include "host/runtime/errno_names.h"
+
+#define FUSE_USE_VERSION 35
+#include <fuse_lowlevel.h>
+
+namespace ZYRA::Host {
+
+namespace {
+
+std::string Failure(const std::string& what) {
+    return "kernel files: " + what + ": " + ErrnoName(errno);
+}
+
+// Drops what the servers have inherited: a pipe or a lock that the process closes must not stay open in their table. On
+// a kernel that cannot, they keep it until Stop.
+void CloseAllBut(int first, int second) {
+    constexpr unsigned AFTER_STANDARD_STREAMS = 3;
+    unsigned kept[] = {static_cast<unsigned>(first), static_cast<unsigned>(second)};
+    std::sort(std::begin(kept), std::end(kept));
+    unsigned from = AFTER_STANDARD_STREAMS;
+    for (const unsigned fd : kept) {
+        if (fd > from) {
+            close_range(from, fd - 1, 0);
+        }
+        from = std::max(from, fd + 1);
+    }
+    close_range(from, UINT_MAX, 0);
+}
+
+// The buffer that libfuse allocates at the first request.
+struct RequestBuffer {
+    RequestBuffer() = default;
+    RequestBuffer(const RequestBuffer&) = delete;
+    RequestBuffer& operator=(const RequestBuffer&) = delete;
+    ~RequestBuffer() { free(buffer.mem); }
+
+    fuse_buf buffer{};
+};
+
+}  // namespace
+
+FuseServer::~FuseServer() {
+    Stop();
+}
+
+std::string FuseServer::Start(const std::string& mountPoint) {
+    if (server_.joinable()) {
+        return "kernel files: already mounted at " + mountPoint_;
+    }
+    std::string error;
+    try {
+        error = TryStart(mountPoint);
+    } catch (const std::system_error& failure) {
+        error = std::string("kernel files: cannot start a thread: ") + failure.what();
+    }
+    if (!error.empty()) {
+        Stop();
+    }
+    return error;
+}
+
+std::string FuseServer::TryStart(const std::string& mountPoint) {
+    mountPoint_ = mountPoint;
+    stopEvent_.Reset(eventfd(0, EFD_CLOEXEC));
+    connection_.Reset(eventfd(0, EFD_CLOEXEC));
+    if (!stopEvent_.Valid() || !connection_.Valid()) {
+        return Failure("eventfd");
+    }
+    calls_ = std::make_unique<CallThread>("kernel_calls");
+    context_ = std::make_unique<FuseContext>(FuseContext{tree_, *calls_, getuid(), getgid()});
+    std::promise<std::string> started;
+    server_ = StartQuietThread("kernel_fuse", [this, &started] { ServeFirst(started); });
+    const std::string error = started.get_future().get();
+    if (!error.empty()) {
+        return error;
+    }
+    struct stat root {};
+    return stat(mountPoint.c_str(), &root) == 0 ? "" : Failure(mountPoint + " does not answer");
+}
+
+void FuseServer::ServeFirst(std::promise<std::string>& started) {
+    FuseSession session;
+    std::string error = OpenSession(session);
+    std::thread second;
+    if (error.empty()) {
+        try {
+            // Made here, so that it shares this thread's descriptors. With two, one can take the news that a caller
+            // has been interrupted while the other is busy with its request.
+            second = StartQuietThread("kernel_fuse", [this, &session] { Serve(session.get()); });
+        } catch (const std::system_error& failure) {
+            error = std::string("kernel files: cannot start a thread: ") + failure.what();
+        }
+    }
+    const bool serving = error.empty();
+    started.set_value(std::move(error));
+    if (serving) {
+        Serve(session.get());
+        second.join();
+    }
+    // The end of the session closes the connection, which fails every request that nobody has answered.
+}
+
+std::string FuseServer::OpenSession(FuseSession& session) {
+    if (unshare(CLONE_FILES) != 0) {
+        return Failure("unshare(CLONE_FILES)");
+    }
+    CloseAllBut(stopEvent_.Get(), connection_.Get());
+    {
+        // Not blocking: of two threads that see the same request come, one finds nothing to read.
+        const UniqueFd device(open("/dev/fuse", O_RDWR | O_NONBLOCK | O_CLOEXEC));
+        if (!device.Valid() || dup3(device.Get(), connection_.Get(), O_CLOEXEC) < 0) {
+            return Failure("/dev/fuse");
+        }
+    }
+    const std::string number = std::to_string(connection_.Get());
+    session = NewFuseSession(*context_);
+    if (!session || fuse_session_mount(session.get(), ("/dev/fd/" + number).c_str()) != 0) {
+        return "kernel files: libfuse refuses the session";
+    }
+    const std::string options = "fd=" + number + ",rootmode=40000,user_id=" + std::to_string(context_->uid) +
+                                ",group_id=" + std::to_string(context_->gid) + ",allow_other,default_permissions";
+    if (mount("iosched", mountPoint_.c_str(), "fuse.iosched", MS_NOSUID | MS_NODEV | MS_NOEXEC, options.c_str()) != 0) {
+        return Failure("mount " + mountPoint_);
+    }
+    mounted_ = true;
+    return "";
+}
+
+// libfuse's own loops drop the request that they have just read once they are told to end, and its caller would wait
+// for ever. This one is told by an event beside the connection, between two requests.
+void FuseServer::Serve(fuse_session* session) const {
+    RequestBuffer request;
+    pollfd ready[] = {{connection_.Get(), POLLIN, 0}, {stopEvent_.Get(), POLLIN, 0}};
+    for (;;) {
+        if (poll(ready, std::size(ready), -1) < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return;
+        }
+        if (ready[1].revents != 0 || (ready[0].revents & ~POLLIN) != 0) {
+            return;
+        }
+        const int received = fuse_session_receive_buf(session, &request.buffer);
+        if (received > 0) {
+            fuse_session_process_buf(session, &request.buffer);
+        } else if (received != -EINTR && received != -EAGAIN) {
+            return;
+        }
+    }
+}
+
+void FuseServer::Stop() {
+    if (server_.joinable()) {
+        if (std::exchange(mounted_, false)) {
+            // The servers still answer what the unmounting asks for.
+            umount2(mountPoint_.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW);
+        }
+        eventfd_write(stopEvent_.Get(), 1);
+        server_.join();
+    }
+    context_.reset();
+    calls_.reset();
+    connection_.Reset();
+    stopEvent_.Reset();
+}
+
+}  // namespace ZYRA::Host

@@ -1,0 +1,160 @@
+#include "host/replay/replay.h"
+
+#include <chrono>
+#include <exception>
+#include <thread>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "host/replay/plugin_library.h"
+#include "host/replay/replay_clock.h"
+#include "host/replay/virtual_device.h"
+#include "host/services/power_service.h"
+
+namespace ZYRA::Host {
+
+namespace {
+
+// Joins its threads when it goes.
+class ShutdownThreads {
+public:
+    ShutdownThreads() = default;
+    ~ShutdownThreads() { Join(); }
+    ShutdownThreads(const ShutdownThreads&) = delete;
+    ShutdownThreads& operator=(const ShutdownThreads&) = delete;
+
+    void Start() {
+        threads_.emplace_back([] { PowerService::GetInstance().Shutdown(); });
+    }
+    void Join() {
+        for (std::thread& thread : threads_) {
+            thread.join();
+        }
+        threads_.clear();
+    }
+
+private:
+    std::vector<std::thread> threads_;
+};
+
+// Takes the steps, one at a time, on the thread that drives the clock.
+class StepRunner {
+public:
+    StepRunner(ReplayClock& clock, VirtualDevice& device, const PluginLibrary& plugin)
+        : clock_(clock), device_(device), plugin_(plugin) {}
+
+    // Returns false when the plugin refuses to start.
+    bool Run(const ScenarioStep& step) {
+        return std::visit([this](const auto& action) { return Take(action); }, step.action);
+    }
+
+    bool Take(const PluginStep& step) {
+        Journal::GetInstance().Append(step);
+        if (step.enable) {
+            return plugin_.Init();
+        }
+        // A plugin is not disabled under a callback that still runs.
+        shutdowns_.Join();
+        plugin_.Disable();
+        return true;
+    }
+
+private:
+    bool Take(const DeviceStep& step) {
+        Journal::GetInstance().Append(step);
+        device_.Apply(step.patch);
+        return true;
+    }
+
+    bool Take(const EventStep& step) {
+        Journal::GetInstance().Append(step);
+        plugin_.Dispatch(std::make_shared<ResourceSchedule::ResData>(
+            ResourceSchedule::ResData{step.resType, step.value, step.payload}));
+        return true;
+    }
+
+    bool Take(const DumpStep& step) {
+        Journal::GetInstance().Append(DumpEntry{step.args, plugin_.Dump(step.args)});
+        return true;
+    }
+
+    bool Take(const ShutdownStep& step) {
+        Journal::GetInstance().Append(step);
+        if (clock_.RunsOnCaller()) {
+            PowerService::GetInstance().Shutdown();
+        } else {
+            shutdowns_.Start();
+        }
+        return true;
+    }
+
+    ReplayClock& clock_;
+    VirtualDevice& device_;
+    const PluginLibrary& plugin_;
+    ShutdownThreads shutdowns_;
+};
+
+// Everything between the loading and the unloading of the plugin. Returns false when the plugin refuses to start.
+bool RunSteps(StepRunner& runner, ReplayClock& clock, const Scenario& scenario, int64_t settleUs) {
+    bool isGoing = runner.Take(PluginStep{true});
+    for (auto step = scenario.steps.begin(); isGoing && step != scenario.steps.end(); ++step) {
+        clock.AdvanceTo(step->timeUs);
+        isGoing = runner.Run(*step);
+    }
+    if (isGoing) {
+        clock.AdvanceTo((scenario.steps.empty() ? 0 : scenario.steps.back().timeUs) + settleUs);
+    }
+    runner.Take(PluginStep{false});
+    return isGoing;
+}
+
+void RunOnDevice(VirtualDevice& device, ReplayClock& clock, const Scenario& scenario, const ReplayOptions& options,
+                 ReplayResult& result) {
+    const auto plugin = PluginLibrary::Open(options.pluginPath, result.error);
+    if (plugin == nullptr) {
+        result.outcome = ReplayOutcome::BAD_PLUGIN;
+        return;
+    }
+    {
+        StepRunner runner(clock, device, *plugin);
+        if (!RunSteps(runner, clock, scenario, options.settleUs)) {
+            result.outcome = ReplayOutcome::FAILED;
+            result.error = options.pluginPath + ": the plugin refused to start";
+        }
+    }
+    result.deviceUs = clock.Runtime().ElapsedUs();
+    // Threads of the plugin's queues may still be on their way out of its code.
+    clock.Runtime().JoinRetired();
+}
+
+}  // namespace
+
+ReplayResult RunReplay(const DeviceModel& model, const Scenario& scenario, const ReplayOptions& options) {
+    const auto start = std::chrono::steady_clock::now();
+    ReplayResult result;
+    const auto clock = options.realTime ? ReplayClock::Real() : ReplayClock::Virtual(model.startTimeS);
+    for (const DeviceStep& step : scenario.startDevice) {
+        Journal::GetInstance().Append(step);
+    }
+    const auto device = VirtualDevice::Start(model, result.error);
+    if (device == nullptr) {
+        result.outcome = ReplayOutcome::NO_DEVICE;
+        return result;
+    }
+    RunOnDevice(*device, *clock, scenario, options, result);
+    result.tasksRun = clock->TasksRun();
+    const auto wall = std::chrono::steady_clock::now() - start;
+    result.wallUs = std::chrono::duration_cast<std::chrono::microseconds>(wall).count();
+    return result;
+}
+
+void ApplyStartDevice(const Scenario& scenario, DeviceModel& model) {
+    for (const DeviceStep& step : scenario.startDevice) {
+        LocatedJson document;
+        document.value = step.patch;
+        ApplyDevicePatch(JsonNode(document), DevicePhase::DESCRIBING, model);
+    }
+}
+
+}  // namespace ZYRA::Host

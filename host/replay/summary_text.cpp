@@ -1,0 +1,198 @@
+#include "host/replay/summary_text.h"
+
+#include <fmt/format.h>
+
+#include <array>
+
+#include "host/replay/printable.h"
+#include "host/replay/text_table.h"
+
+namespace ZYRA::Host {
+
+namespace {
+
+constexpr double US_PER_S = 1e6;
+
+std::string Seconds(int64_t us) { return fmt::format("{:.3f} s", static_cast<double>(us) / US_PER_S); }
+
+std::string Bytes(uint64_t bytes) {
+    constexpr std::array<const char*, 4> UNITS = {"kB", "MB", "GB", "TB"};
+    constexpr double STEP = 1000;
+    if (static_cast<double>(bytes) < STEP) {
+        return fmt::format("{} B", bytes);
+    }
+    double amount = static_cast<double>(bytes) / STEP;
+    size_t unit = 0;
+    for (; amount >= STEP && unit + 1 < UNITS.size(); ++unit) {
+        amount /= STEP;
+    }
+    return fmt::format("{:.1f} {}", amount, UNITS.at(unit));
+}
+
+std::string Counted(uint64_t count, const std::string& noun, const std::string& plural) {
+    return fmt::format("{} {}", count, count == 1 ? noun : plural);
+}
+
+std::string Counted(uint64_t count, const std::string& noun) { return Counted(count, noun, noun + 's'); }
+
+// "absent", or "1 absent, 2 uptodate".
+std::string RecordStatesText(const SceneSummary& scene) {
+    std::string text;
+    for (const auto& [state, count] : scene.recordStates) {
+        const std::string times = scene.recordStates.size() == 1 ? "" : std::to_string(count) + ' ';
+        text += (text.empty() ? "" : ", ") + times + Printable(state);
+    }
+    return text.empty() ? "-" : text;
+}
+
+// Collects the text of the sections.
+class SummaryWriter {
+public:
+    explicit SummaryWriter(bool isColoured) : isColoured_(isColoured) {}
+
+    void Scenes(const Summary& summary);
+    void Failures(const Summary& summary);
+    void MonitorStates(const Summary& summary);
+    void WorkStates(const Summary& summary);
+    void SysEvents(const Summary& summary);
+    void Counts(const Summary& summary, const ReplayResult& result);
+
+    std::string Take() { return std::move(text_); }
+
+private:
+    void Heading(const char* title) { text_ += (text_.empty() ? "" : "\n") + Painted("1", title) + '\n'; }
+    void Line(const std::string& line) { text_ += "  " + line + '\n'; }
+    void FailureLines(const char* what, const Tally& tally);
+
+    std::string Painted(const char* sgr, const std::string& text) const {
+        return isColoured_ ? fmt::format("\x1b[{}m{}\x1b[0m", sgr, text) : text;
+    }
+
+    const bool isColoured_;
+    std::string text_;
+};
+
+void SummaryWriter::Scenes(const Summary& summary) {
+    Heading("Scenes");
+    if (summary.Scenes().empty()) {
+        Line("none");
+        return;
+    }
+    TextTable table({"scene", "bound", "record found", "records made", "pages", "prereads", "failed", "bytes"});
+    SceneSummary total;
+    for (const auto& [name, scene] : summary.Scenes()) {
+        table.Add({Printable(name), std::to_string(scene.bound), RecordStatesText(scene), std::to_string(scene.records),
+                   scene.records == 0 ? "-" : std::to_string(scene.pages), std::to_string(scene.prereads),
+                   std::to_string(scene.failedPrereads), Bytes(scene.bytes)});
+        total.bound += scene.bound;
+        total.records += scene.records;
+        total.prereads += scene.prereads;
+        total.failedPrereads += scene.failedPrereads;
+        total.bytes += scene.bytes;
+    }
+    table.Add({Counted(summary.Scenes().size(), "scene"), std::to_string(total.bound), "", std::to_string(total.records),
+               "", std::to_string(total.prereads), std::to_string(total.failedPrereads), Bytes(total.bytes)});
+    text_ += table.Text();
+}
+
+void SummaryWriter::FailureLines(const char* what, const Tally& tally) {
+    for (const auto& [line, count] : tally.Counts()) {
+        Line(fmt::format("{} {}× {}", Painted("31", what), count, Printable(line)));
+    }
+    if (tally.Others() != 0) {
+        Line(fmt::format("{} {}× other texts", Painted("31", what), tally.Others()));
+    }
+}
+
+void SummaryWriter::Failures(const Summary& summary) {
+    Heading("Failures");
+    const size_t before = text_.size();
+    FailureLines("refused write ", summary.RefusedWrites());
+    FailureLines("failed preread", summary.FailedPrereads());
+    FailureLines("fault event   ", summary.FaultEvents());
+    FailureLines("error line    ", summary.ErrorLines());
+    if (text_.size() == before) {
+        Line("none");
+    }
+}
+
+void SummaryWriter::MonitorStates(const Summary& summary) {
+    Heading("Monitor states");
+    for (size_t index = 0; index < summary.Monitors().size(); ++index) {
+        const StateTimeline& states = summary.Monitors().at(index).states;
+        std::string line;
+        const auto add = [&line](const StateTimeline::Change& change) {
+            line += (line.empty() ? "" : " → ") + Seconds(change.timeUs) + ' ' + Printable(change.state);
+        };
+        for (const auto& change : states.First()) {
+            add(change);
+        }
+        if (states.LeftOut() != 0) {
+            line += fmt::format(" → … {} left out …", Counted(states.LeftOut(), "change"));
+        }
+        for (const auto& change : states.Last()) {
+            add(change);
+        }
+        Line(fmt::format("monitor {}  {}", index, line));
+        std::string totals;
+        for (const auto& [state, us] : states.TotalUs()) {
+            totals += (totals.empty() ? "" : ", ") + Printable(state) + ' ' + Seconds(us);
+        }
+        Line("  in total " + (totals.empty() ? Seconds(0) : totals));
+    }
+}
+
+void SummaryWriter::WorkStates(const Summary& summary) {
+    Heading("Time in each work state");
+    std::vector<std::string> header = {"monitor"};
+    for (size_t state = 0; state < WORK_STATE_COUNT; ++state) {
+        header.emplace_back(WorkStateName(static_cast<WorkState>(state)));
+    }
+    TextTable table(header);
+    for (size_t index = 0; index < summary.Monitors().size(); ++index) {
+        std::vector<std::string> row = {std::to_string(index)};
+        for (size_t state = 0; state < WORK_STATE_COUNT; ++state) {
+            row.push_back(Seconds(summary.Monitors().at(index).work.TotalUs(static_cast<WorkState>(state))));
+        }
+        table.Add(std::move(row));
+    }
+    text_ += table.Text();
+}
+
+void SummaryWriter::SysEvents(const Summary& summary) {
+    Heading("System events");
+    for (const Summary::SysEvent& event : summary.SysEvents()) {
+        Line(Seconds(event.timeUs) + ' ' + Printable(event.text));
+    }
+    if (summary.SysEventCount() > summary.SysEvents().size()) {
+        Line(fmt::format("and {} more", summary.SysEventCount() - summary.SysEvents().size()));
+    }
+    if (summary.SysEventCount() == 0) {
+        Line("none");
+    }
+}
+
+void SummaryWriter::Counts(const Summary& summary, const ReplayResult& result) {
+    Heading("Counts");
+    std::string line = Counted(summary.Events(), "event") + ", " +
+                       Counted(summary.Entries(), "journal entry", "journal entries");
+    if (result.tasksRun) {
+        line += ", " + Counted(*result.tasksRun, "task") + " run, " + Seconds(result.deviceUs) + " virtual time";
+    }
+    Line(line + ", " + Seconds(result.wallUs) + " wall time");
+}
+
+}  // namespace
+
+std::string SummaryText(const Summary& summary, const ReplayResult& result, bool isColoured) {
+    SummaryWriter writer(isColoured);
+    writer.Scenes(summary);
+    writer.Failures(summary);
+    writer.MonitorStates(summary);
+    writer.WorkStates(summary);
+    writer.SysEvents(summary);
+    writer.Counts(summary, result);
+    return writer.Take();
+}
+
+}  // namespace ZYRA::Host

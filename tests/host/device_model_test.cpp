@@ -1,0 +1,199 @@
+// Device documents: what a good one means, and where and how a bad one is refused.
+
+#include "host/replay/device_model.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "host/replay/json_node.h"
+
+namespace ZYRA::Host {
+namespace {
+
+// "" or what LoadDeviceModel's reader says.
+std::string Apply(const std::string& text, DeviceModel& model, DeviceChange& change,
+                  DevicePhase phase = DevicePhase::RUNNING) {
+    InputError error;
+    const auto document = ParseLocatedJson("d.json", text, 1, error);
+    if (!document) {
+        return error.Text();
+    }
+    try {
+        change = ApplyDevicePatch(JsonNode(*document), phase, model);
+        return "";
+    } catch (const InputFailure& failure) {
+        return failure.error.Text();
+    }
+}
+
+std::string ErrorOf(const std::string& text, DevicePhase phase = DevicePhase::DESCRIBING) {
+    DeviceModel model;
+    DeviceChange change;
+    return Apply(text, model, change, phase);
+}
+
+TEST(DeviceModelTest, DefaultsAreADeviceWithAllSwitchesOn) {
+    const DeviceModel model;
+    const auto& config = model.state.config;
+    ASSERT_EQ(config.size(), 3u);
+    EXPECT_EQ(config.at("exactPreread").itemList.front().subItemList.size(), 3u);
+    EXPECT_TRUE(config.at("topScene").itemList.empty());
+    EXPECT_EQ(config.at("IoLimit").itemList.front().subItemList.front().value, "1");
+}
+
+TEST(DeviceModelTest, BadDocumentsAreRefusedWithPlaceAndReason) {
+    const struct {
+        const char* text;
+        const char* error;
+    } rows[] = {
+        {"", "d.json:1: syntax error while parsing value - unexpected end of input; expected '[', '{', or a literal"},
+        {"{\n\"charging\": 1\n\"oobe\": true}",
+         "d.json:3: syntax error while parsing object - unexpected string literal; expected '}'"},
+        {"{\"charging\": 1\n}\n\n{}", "d.json:4: syntax error while parsing value - unexpected '{'; expected end of input"},
+        {"{\n\"oobe\": true,\n\"oobe\": true}", "d.json:3: duplicate member \"oobe\""},
+        {"{\"romGB\":\n1e999}", "d.json:2: number overflow parsing '1e999'"},
+        {"[]", "d.json:1: must be an object"},
+        {"{\n\n\"chargin\": 1}", "d.json:3: unknown member \"chargin\""},
+        {"{\"charging\":\n\"1\"}", "d.json:1: /charging: must be an integer from -2147483648 to 2147483647"},
+        {"{\"charging\": 1.0}", "d.json:1: /charging: must be an integer from -2147483648 to 2147483647"},
+        {"{\"charging\": 18446744073709551615}",
+         "d.json:1: /charging: must be an integer from -2147483648 to 2147483647"},
+        {"{\"oobe\": 1}", "d.json:1: /oobe: must be true or false"},
+        {"{\"topAbility\": {}}", "d.json:1: /topAbility: must be a text"},
+        {"{\"startTime\": -1}", "d.json:1: /startTime: must be an integer from 0 to 253402300799"},
+        {"{\"romGB\": 0}", "d.json:1: /romGB: must be an integer from 1 to 1048576"},
+        {"{\n\"romGB\": 100\n}", "d.json:2: /romGB: must be a power of two, not 100"},
+        {"{\"services\": {\"0401\": true}}", "d.json:1: /services/0401: the name must be a number from 0 to 2147483647"},
+        {"{\"processes\": {\n\"3121\": {},\n\"-1\": {}}}",
+         "d.json:3: /processes/-1: the name must be a number from 0 to 2147483647"},
+        {"{\"processes\": {\"7\": {\n\"bundles\": [\"a\",\n7]}}}", "d.json:3: /processes/7/bundles/1: must be a text"},
+        {"{\"bundles\": {\"com.a\": {\n\"uid\": 1,\n\"colour\": 1}}}",
+         "d.json:3: /bundles/com.a: unknown member \"colour\""},
+        {"{\"config\": {\"ioLimit\": []}}", "d.json:1: /config: unknown member \"ioLimit\""},
+        {"{\"config\": {\"topScene\": [null]}}", "d.json:1: /config/topScene/0: must be an object"},
+        {"{\"config\": {\"topScene\": [{\"subItems\": [{\"name\": \"a\"}]}]}}",
+         "d.json:1: /config/topScene/0/subItems/0: needs \"name\" and \"value\""},
+        {"{\"scenes\": {\"a/b\": {\"record\": \"new\"}}}",
+         "d.json:1: /scenes/a~1b/record: \"new\" is none of absent, uptodate, older"},
+        {"{\"scenes\": {\"\": {}}}", "d.json:1: /scenes/: a scene needs a name"},
+        {"{\"kernel\": {\"monitors\": {\"2\": {}}}}", "d.json:1: /kernel/monitors: unknown member \"2\""},
+        {"{\"kernel\": {\"dfxinfo\": {\"size\": -1}}}",
+         "d.json:1: /kernel/dfxinfo/size: must be a number that is not negative, or a text"},
+        {"{\"kernel\": {\"faults\": [{\"path\": \"/dev/x\", \"op\": \"write\"}]}}",
+         "d.json:1: /kernel/faults/0: needs \"path\", \"op\" and \"errno\""},
+        {"{\"kernel\": {\"faults\": [{\"path\": \"dev/x\"}]}}",
+         "d.json:1: /kernel/faults/0/path: must be an absolute path, with * for any part of a name"},
+        {"{\"kernel\": {\"faults\": [{\"op\": \"writ\"}]}}",
+         "d.json:1: /kernel/faults/0/op: \"writ\" is none of open, read, write"},
+        {"{\"kernel\": {\"faults\": [{\"errno\": \"EBAD\"}]}}",
+         "d.json:1: /kernel/faults/0/errno: \"EBAD\" is not the name of an errno"},
+        {"{\"kernel\": {\"faults\": [{\"errno\": \"ENOSYS\"}]}}",
+         "d.json:1: /kernel/faults/0/errno: ENOSYS cannot be delivered by the virtual device"},
+        // Names come from the file, and must neither break the line nor reach the terminal as control characters.
+        {R"({"a\n\u001b": 1})", R"(d.json:1: unknown member "a\n\u001b")"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(ErrorOf(row.text), row.error) << row.text;
+    }
+    const std::string deep(1000, '[');
+    EXPECT_EQ(ErrorOf(deep), "d.json:1: nested deeper than 500 levels");
+}
+
+TEST(DeviceModelTest, StorageAndStartTimeAreFixedOnceThePluginRuns) {
+    EXPECT_EQ(ErrorOf(R"({"romGB": 64, "startTime": 5})"), "");
+    EXPECT_EQ(ErrorOf(R"({"romGB": 64})", DevicePhase::RUNNING),
+              "d.json:1: /romGB: cannot change once the plugin has been started");
+    EXPECT_EQ(ErrorOf(R"({"startTime": null})", DevicePhase::RUNNING),
+              "d.json:1: /startTime: cannot change once the plugin has been started");
+}
+
+// A patch is a JSON Merge Patch: objects are merged, everything else is replaced, null takes away.
+TEST(DeviceModelTest, PatchesMergeReplaceAndTakeAway) {
+    DeviceModel model;
+    DeviceChange change;
+    ASSERT_EQ(Apply(R"({"charging": 0, "topAbility": "Main", "services": {"401": false},
+                        "bundles": {"com.a": {"uid": 7, "systemApp": true}, "com.b": {}},
+                        "processes": {"12": {"uid": 7, "bundles": ["com.a"], "foreground": true}},
+                        "config": {"topScene": [{"properties": {"type": "x"},
+                                                 "subItems": [{"name": "n", "value": "v", "properties": {"p": "q"}}]}]}})",
+                    model, change),
+              "");
+    EXPECT_TRUE(change.state);
+    ASSERT_EQ(Apply(R"({"charging": null, "services": {"501": null},
+                        "bundles": {"com.a": {"systemApp": null, "removable": false}, "com.b": null},
+                        "processes": {"12": {"bundles": ["com.c", "com.d"]}, "13": {}}, "config": {"IoLimit": []}})",
+                    model, change),
+              "");
+    const DeviceState& state = model.state;
+    EXPECT_EQ(state.charging, 1);
+    EXPECT_EQ(state.topAbility, "Main");
+    EXPECT_EQ(state.services, (std::map<int32_t, bool>{{401, false}, {3301, true}}));
+    ASSERT_EQ(state.bundles.size(), 1u);
+    EXPECT_EQ(state.bundles.at("com.a").uid, 7);
+    EXPECT_FALSE(state.bundles.at("com.a").systemApp);
+    EXPECT_FALSE(state.bundles.at("com.a").removable);
+    EXPECT_EQ(state.processes.at(12).bundles, (std::vector<std::string>{"com.c", "com.d"}));
+    EXPECT_TRUE(state.processes.at(12).foreground);
+    EXPECT_EQ(state.processes.at(13).uid, -1);
+    const auto& item = state.config.at("topScene").itemList.front();
+    EXPECT_EQ(item.itemProperties.at("type"), "x");
+    EXPECT_EQ(item.subItemList.front().properties.at("p"), "q");
+    EXPECT_TRUE(state.config.at("IoLimit").itemList.empty());
+    EXPECT_EQ(state.config.at("exactPreread").itemList.size(), 1u);
+
+    ASSERT_EQ(Apply(R"({"services": null, "parameters": {"zyra.boot.vendor.ddrsize": null}, "bundles": null,
+                        "config": {"IoLimit": null}})",
+                    model, change),
+              "");
+    EXPECT_EQ(state.services.size(), 3u);
+    EXPECT_TRUE(state.parameters.empty());
+    EXPECT_TRUE(state.bundles.empty());
+    EXPECT_FALSE(state.config.at("IoLimit").itemList.empty());
+}
+
+// The kernel's state moves on by itself: a patch must not set back what it does not mention.
+TEST(DeviceModelTest, PatchesTellWhichPartsOfTheKernelTheyMention) {
+    DeviceModel model;
+    DeviceChange change;
+    ASSERT_EQ(Apply(R"({"scenes": {"a/a": {"pages": 7}, "b/b": {"record": "older"}},
+                        "kernel": {"monitors": {"1": {"state": "PAUSED"}}, "dfxinfo": {"succ": 4, "size": "0x10 "}}})",
+                    model, change),
+              "");
+    EXPECT_FALSE(change.state);
+    EXPECT_EQ(change.scenePages, std::set<std::string>{"a/a"});
+    EXPECT_EQ(change.sceneRecords, std::set<std::string>{"b/b"});
+    EXPECT_EQ(change.monitorStates, std::set<int>{1});
+    EXPECT_TRUE(change.dfxInfo);
+    EXPECT_FALSE(change.dfxError || change.faults);
+    EXPECT_EQ(model.kernel.monitorStates.at(1), "PAUSED");
+    EXPECT_EQ(model.kernel.dfxInfo.size, "0x10 ");
+
+    ASSERT_EQ(Apply(R"({"scenes": null, "kernel": {"monitors": {"1": {"state": null}}, "dfxinfo": {"size": 9}, "faults":
+                        [{"path": "/dev/workingset/*", "op": "read", "errno": "EIO", "skip": 2, "times": 3}]}})",
+                    model, change),
+              "");
+    EXPECT_EQ(change.scenePages, (std::set<std::string>{"a/a", "b/b"}));
+    EXPECT_EQ(change.sceneRecords, change.scenePages);
+    EXPECT_TRUE(model.scenes.empty());
+    EXPECT_EQ(model.kernel.monitorStates.at(1), "OUTOFWORK");
+    EXPECT_EQ(model.kernel.dfxInfo.succ, 4);
+    EXPECT_EQ(model.kernel.dfxInfo.size, "9");
+    ASSERT_TRUE(change.faults);
+    const FaultRule& rule = model.kernel.faults.front();
+    EXPECT_EQ(rule.operation, FileOperation::READ);
+    EXPECT_EQ(rule.error, EIO);
+    EXPECT_EQ(rule.skip, 2u);
+    EXPECT_EQ(rule.times, 3u);
+}
+
+TEST(DeviceModelTest, FilesThatCannotBeReadAreNamed) {
+    InputError error;
+    EXPECT_FALSE(LoadDeviceModel("/nowhere/d.json", error).has_value());
+    EXPECT_EQ(error.Text(), "/nowhere/d.json: No such file or directory");
+    EXPECT_FALSE(LoadDeviceModel("/", error).has_value());
+    EXPECT_EQ(error.Text(), "/: Is a directory");
+}
+
+}  // namespace
+}  // namespace ZYRA::Host

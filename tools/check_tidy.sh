@@ -1,0 +1,58 @@
+#!/bin/bash
+# Runs clang-tidy over our .cpp files, two at a time; what it finds is an error (.clang-tidy says what it looks for).
+# A .cpp file that no build compiles is an error too: it would be neither checked nor, if it is a test, run.
+#
+# Usage: tools/check_tidy.sh BUILD-DIR... [-- FILE...]
+#   BUILD-DIR   holds a compile_commands.json; a file is checked as the first build that compiles it does
+#   FILE        check just these (paths from the root)
+#
+# Exit codes: 0 nothing found, 1 something found, 2 bad usage.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+builds=()
+while [ $# -gt 0 ] && [ "$1" != -- ]; do
+    [ -f "$1/compile_commands.json" ] || { echo "check_tidy: no $1/compile_commands.json" >&2; exit 2; }
+    builds+=("$1")
+    shift
+done
+[ ${#builds[@]} -gt 0 ] || { echo "usage: tools/check_tidy.sh BUILD-DIR... [-- FILE...]" >&2; exit 2; }
+[ $# -eq 0 ] || shift
+
+# What tests/compile/ holds must not compile as it stands; its tests run the compiler themselves.
+mapfile -t files < <(if [ $# -gt 0 ]; then printf '%s\n' "$@"; else tools/sources.sh '*.cpp' ':!tests/compile'; fi)
+[ ${#files[@]} -gt 0 ] || { echo "check_tidy: there are no files to check" >&2; exit 2; }
+
+declare -A build_of=()
+for build in "${builds[@]}"; do
+    while IFS= read -r file; do
+        : "${build_of[${file#"$PWD"/}]:=$build}"
+    done < <(awk -F '"' '$2 == "file" { print $4 }' "$build/compile_commands.json")
+done
+
+failed=0
+jobs=()
+for file in "${files[@]}"; do
+    if [ -n "${build_of[$file]:-}" ]; then
+        jobs+=("${build_of[$file]}" "$file")
+    else
+        echo "$file: no build compiles this file"
+        failed=1
+    fi
+done
+
+# The findings of one file are printed together, and only if there are any.
+check_one() {
+    local said
+    if ! said=$(clang-tidy --quiet -p "$1" "$2" 2>&1); then
+        printf '%s\n' "$said"
+        return 1
+    fi
+}
+export -f check_one
+if [ ${#jobs[@]} -gt 0 ]; then
+    # shellcheck disable=SC2016  # the inner shell expands these
+    printf '%s\n' "${jobs[@]}" | xargs -d '\n' -n 2 -P "$(nproc)" bash -c 'check_one "$1" "$2"' check_one || failed=1
+fi
+[ "$failed" -eq 0 ] || exit 1
+echo "clang-tidy: ${#files[@]} files"
