@@ -69,7 +69,8 @@ TYPED_TEST(TaskQueueTest, NeverRunsInsideSubmit) {
         std::lock_guard lock(callersLock);
         this->queue_->Submit(
             [&] {
-                std::lock_guard inner(callersLock);
+                callersLock.lock();
+                callersLock.unlock();
                 ran.Set();
             },
             "wants the caller's lock", 0);
@@ -141,7 +142,8 @@ TYPED_TEST(TaskQueueTest, DestructionUnderALockThatTheRunningTaskWants) {
         this->queue_->Submit(
             [&] {
                 started.Set();
-                std::lock_guard inner(contended);
+                contended.lock();
+                contended.unlock();
                 ended.Set();
             },
             "wants the lock", 0);
