@@ -9,6 +9,7 @@
 
 #define FUSE_USE_VERSION 35
 #include <fuse_lowlevel.h>
+#include <fuse_opt.h>
 
 namespace ZYRA::Host {
 
@@ -160,7 +161,10 @@ FuseSession NewFuseSession(FuseContext& context) {
     char* arguments[] = {programName.data(), nullptr};
     fuse_args args = FUSE_ARGS_INIT(1, arguments);
     const fuse_lowlevel_ops operations = Operations();
-    return FuseSession(fuse_session_new(&args, &operations, sizeof(operations), &context));
+    FuseSession session(fuse_session_new(&args, &operations, sizeof(operations), &context));
+    // libfuse has replaced the list by one of its own, which stays the caller's.
+    fuse_opt_free_args(&args);
+    return session;
 }
 
 }  // namespace ZYRA::Host

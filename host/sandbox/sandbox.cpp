@@ -96,7 +96,7 @@ void MakeServiceDir(const std::string& data) {
 // The folder by its absolute path without links, which leads to it in the old root too.
 std::string PrepareDataDir(const std::string& dataDir) {
     std::error_code error;
-    const std::string path = fs::canonical(dataDir, error);
+    std::string path = fs::canonical(dataDir, error);
     if (error) {
         throw std::system_error(error, "cannot use " + dataDir + " as /data");
     }
@@ -163,9 +163,9 @@ void MakeSysKernel() {
     BindTree(OLD_ROOT + (isNested ? REAL_SYS_KERNEL : SYS_KERNEL), REAL_SYS_KERNEL);
     MountTmpfs(SYS_KERNEL, MS_NODEV, "mode=755,size=1m");
     for (const fs::directory_entry& entry : fs::directory_iterator(REAL_SYS_KERNEL)) {
-        const std::string name = entry.path().filename();
+        const fs::path name = entry.path().filename();
         if (name != FAULT_AROUND_NAME) {
-            MakeSymlink(entry.path(), SYS_KERNEL + "/" + name);
+            MakeSymlink(entry.path(), fs::path(SYS_KERNEL) / name);
         }
     }
     MakeEmptyFile(SYS_KERNEL + "/" + FAULT_AROUND_NAME);

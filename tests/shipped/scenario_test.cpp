@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -43,12 +42,19 @@ std::string ReplayJournal(const std::string& name) {
     return journal;
 }
 
+// "[(Function):123] text" becomes "[(Function):0] text".
+std::string WithoutSourceLine(std::string line) {
+    const size_t log = line.find("\"text\":\"[(");
+    const size_t begin = log == std::string::npos ? log : line.find("):", log);
+    const size_t end = begin == std::string::npos ? begin : line.find(']', begin);
+    return end == std::string::npos ? line : line.replace(begin, end - begin, "):0");
+}
+
 std::vector<std::string> LinesWithoutSourceLine(const std::string& journal) {
-    static const std::regex SOURCE_LINE(R"(("text":"\[\(~?\w+\)):\d+\])");
     std::vector<std::string> lines;
     std::istringstream stream(journal);
     for (std::string line; std::getline(stream, line);) {
-        lines.push_back(std::regex_replace(line, SOURCE_LINE, "$1:0]"));
+        lines.push_back(WithoutSourceLine(std::move(line)));
     }
     return lines;
 }
