@@ -12,9 +12,9 @@ namespace ZYRA::Host {
 namespace {
 
 constexpr char EXAMPLES[] =
-    "  iosched-host replay cold_start.jsonl                    play a scenario, say in short what happened\n"
+    "  iosched-host replay cold_start.jsonl                      play a scenario, say in short what happened\n"
     "  iosched-host replay cold_start.jsonl --journal out.jsonl  and keep everything that happened\n"
-    "  iosched-host replay --help                              what else a replay can do\n";
+    "  iosched-host replay --help                                what else a replay can do\n";
 
 int Main(int argc, char** argv) {
     // A reader that has gone away is a failed write, to be reported like any other.

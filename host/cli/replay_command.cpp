@@ -31,7 +31,8 @@ namespace ZYRA::Host {
 namespace {
 
 constexpr char EXAMPLES[] =
-    "  iosched-host replay cold_start.jsonl                                  with cold_start.device.json, if there is one\n"
+    "  iosched-host replay cold_start.jsonl                                  with cold_start.device.json, if there is "
+    "one\n"
     "  iosched-host replay cold_start.jsonl --device small.json --journal -  the journal on standard output\n"
     "  iosched-host replay day.jsonl --data state/ --log-level DEBUG         keep /data for the next run\n";
 
@@ -51,7 +52,22 @@ ExitCode Fail(ExitCode code, const std::string& line) {
     return code;
 }
 
-InputError FileError(const std::string& file) { return {file, 0, std::strerror(errno)}; }
+InputError FileError(const std::string& file) {
+    return {file, 0, std::strerror(errno)};
+}
+
+// PathToRealPath for a folder: errno tells what else it is.
+bool FolderToRealPath(const std::string& folder, std::string& realPath) {
+    std::error_code ignored;
+    if (!PathToRealPath(folder, realPath)) {
+        return false;
+    }
+    if (!std::filesystem::is_directory(realPath, ignored)) {
+        errno = ENOTDIR;
+        return false;
+    }
+    return true;
+}
 
 // The device document of a scenario: the one that the user names, else the one beside it, else none.
 std::string DeviceFileOf(const std::string& scenarioFile, const std::string& named) {
@@ -110,16 +126,16 @@ void ReplayCommand::AddTo(CLI::App& app) {
     command.add_option("--journal", journalFile_, "Where to write the journal; - is standard output")
         ->type_name("FILE|-");
     command.add_option("--log-level", logLevel_, "The lowest level that is logged")
-        ->check(CLI::IsMember(&LOG_LEVELS))
+        ->check(CLI::IsMember(&LOG_LEVELS).description(""))
         ->type_name("DEBUG|INFO|WARN|ERROR|FATAL")
         ->capture_default_str();
     command.add_option("--settle", settleMs_, "For how long the device goes on after the last step")
-        ->check(CLI::Range(int64_t{0}, LONGEST_SETTLE_MS))
+        ->check(CLI::Range(int64_t{0}, LONGEST_SETTLE_MS).description(""))
         ->type_name("MS")
         ->capture_default_str();
     command.add_option("--plugin", pluginFile_, "The plugin's library, in place of the one beside this program")
         ->type_name("PATH");
-    command.add_flag("--real-time", isRealTime_, "Run on threads, as fast as on a device, by the machine's clock");
+    command.add_flag("--real-time", isRealTime_, "Run on threads and by the machine's clock, as on a device");
     command.add_flag("--reveal-private", revealsPrivate_, "Show the private arguments of log lines");
 }
 
@@ -143,7 +159,7 @@ ExitCode ReplayCommand::Run() {
         return Fail(EXIT_BAD_INPUT, FileError(pluginFile).Text());
     }
     SandboxConfig sandbox{static_cast<uint64_t>(model->romGB) * BYTES_PER_GB, ""};
-    if (!dataFolder_.empty() && !PathToRealPath(dataFolder_, sandbox.dataDir)) {
+    if (!dataFolder_.empty() && !FolderToRealPath(dataFolder_, sandbox.dataDir)) {
         return Fail(EXIT_BAD_INPUT, FileError(dataFolder_).Text());
     }
     const bool journalsToOutput = journalFile_ == STANDARD_OUTPUT;

@@ -34,51 +34,44 @@ std::thread StartQuietThread(const std::string& name, std::function<void()> body
     });
 }
 
+// Only a signal makes the wait fail.
+void Semaphore::Wait() {
+    while (sem_wait(&semaphore_) != 0) {
+    }
+}
+
 CallThread::CallThread(const std::string& name) : thread_(StartQuietThread(name, [this] { Loop(); })) {}
 
 CallThread::~CallThread() {
-    {
-        MutexLock lock(mutex_);
-        ending_ = true;
-        work_.notify_one();
-    }
+    work_.Post();
     thread_.join();
 }
 
 void CallThread::Run(const std::function<void()>& call) {
-    Call entry{&call};
-    MutexLock lock(mutex_);
-    waiting_.push_back(&entry);
-    work_.notify_one();
-    while (!entry.done) {
-        done_.wait(mutex_);
+    Call entry{&call, {}};
+    {
+        MutexLock lock(mutex_);
+        waiting_.push_back(&entry);
     }
+    work_.Post();
+    entry.done.Wait();
 }
 
 void CallThread::Loop() {
-    for (Call* call = Take(); call != nullptr; call = Take()) {
+    for (;;) {
+        work_.Wait();
+        Call* call = nullptr;
+        {
+            MutexLock lock(mutex_);
+            if (waiting_.empty()) {
+                return;
+            }
+            call = waiting_.front();
+            waiting_.pop_front();
+        }
         (*call->body)();
-        Finish(*call);
+        call->done.Post();
     }
-}
-
-CallThread::Call* CallThread::Take() {
-    MutexLock lock(mutex_);
-    while (waiting_.empty() && !ending_) {
-        work_.wait(mutex_);
-    }
-    if (waiting_.empty()) {
-        return nullptr;
-    }
-    Call* call = waiting_.front();
-    waiting_.pop_front();
-    return call;
-}
-
-void CallThread::Finish(Call& call) {
-    MutexLock lock(mutex_);
-    call.done = true;
-    done_.notify_all();
 }
 
 }  // namespace ZYRA::Host

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <condition_variable>
+#include <semaphore.h>
+
 #include <deque>
 #include <functional>
 #include <string>
@@ -12,6 +13,22 @@ namespace ZYRA::Host {
 
 // Starts a thread that takes no signals, so that the process's own threads keep theirs.
 std::thread StartQuietThread(const std::string& name, std::function<void()> body);
+
+// A semaphore of the system, at first 0: the cheapest way to wake one thread. It may be destroyed as soon as Wait has
+// returned.
+class Semaphore {
+public:
+    Semaphore() { sem_init(&semaphore_, 0, 0); }
+    ~Semaphore() { sem_destroy(&semaphore_); }
+    Semaphore(const Semaphore&) = delete;
+    Semaphore& operator=(const Semaphore&) = delete;
+
+    void Post() { sem_post(&semaphore_); }
+    void Wait();
+
+private:
+    sem_t semaphore_;
+};
 
 // Runs calls one at a time on one thread, for threads that wait for each. The file system's threads have a descriptor
 // table of their own (see FuseServer); what a command causes, above all the journal's sinks, needs the descriptors of
@@ -30,19 +47,15 @@ public:
 private:
     struct Call {
         const std::function<void()>* body;
-        bool done = false;
+        Semaphore done;
     };
 
     void Loop();
-    // Waits for the next call; null when the thread is to end.
-    Call* Take();
-    void Finish(Call& call);
 
+    // Posted once for each call, and once more for the end.
+    Semaphore work_;
     Mutex mutex_;
-    std::condition_variable_any work_;
-    std::condition_variable_any done_;
     std::deque<Call*> waiting_ GUARDED_BY(mutex_);
-    bool ending_ GUARDED_BY(mutex_) = false;
     std::thread thread_;
 };
 

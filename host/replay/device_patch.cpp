@@ -41,7 +41,9 @@ ReadMember Number(Integer& target, Integer fallback, int64_t lowest, int64_t hig
     };
 }
 
-ReadMember Int32(int32_t& target, int32_t fallback) { return Number(target, fallback, INT32_MIN, INT32_MAX); }
+ReadMember Int32(int32_t& target, int32_t fallback) {
+    return Number(target, fallback, INT32_MIN, INT32_MAX);
+}
 
 // Reads an object whose members are the entries of a map: null takes an entry out, and null for the object as a whole
 // restores the default map.
@@ -61,7 +63,9 @@ void Entries(const JsonNode& node, Map& map, const Map& fallback, ReadKey readKe
     });
 }
 
-const std::string& TextKey(const std::string& name, const JsonNode& /*member*/) { return name; }
+const std::string& TextKey(const std::string& name, const JsonNode& /*member*/) {
+    return name;
+}
 
 // A number in its plain decimal form, so that no two names are one key.
 int32_t NumberKey(const std::string& name, const JsonNode& member) {
@@ -73,7 +77,9 @@ int32_t NumberKey(const std::string& name, const JsonNode& member) {
     return number;
 }
 
-void ReadTextEntry(const JsonNode& node, std::string& text) { text = node.AsText(); }
+void ReadTextEntry(const JsonNode& node, std::string& text) {
+    text = node.AsText();
+}
 
 void ReadBundle(const JsonNode& node, DeviceBundle& bundle) {
     const DeviceBundle fallback;
@@ -129,11 +135,12 @@ PluginConfig ReadPluginConfig(const JsonNode& node) {
     PluginConfig config;
     node.ForEachElement([&](const JsonNode& element) {
         Item item;
-        element.ReadMembers(
-            {{"properties", [&](const JsonNode& list) { item.itemProperties = ReadProperties(list); }},
-             {"subItems", [&](const JsonNode& list) {
-                  list.ForEachElement([&](const JsonNode& subItem) { item.subItemList.push_back(ReadSubItem(subItem)); });
-              }}});
+        element.ReadMembers({{"properties", [&](const JsonNode& list) { item.itemProperties = ReadProperties(list); }},
+                             {"subItems", [&](const JsonNode& list) {
+                                  list.ForEachElement([&](const JsonNode& subItem) {
+                                      item.subItemList.push_back(ReadSubItem(subItem));
+                                  });
+                              }}});
         config.itemList.push_back(std::move(item));
     });
     return config;
@@ -199,20 +206,19 @@ void ReadScenes(const JsonNode& node, std::map<std::string, SceneModel>& scenes,
 void ReadMonitors(const JsonNode& node, KernelModel& kernel, DeviceChange& change) {
     const KernelModel fallback;
     const auto monitor = [&](const char* name, int index) {
-        return MemberReader{
-            name, [&kernel, &change, &fallback, index](const JsonNode& member) {
-                std::string& state = kernel.monitorStates.at(static_cast<size_t>(index));
-                const std::string& restored = fallback.monitorStates.at(static_cast<size_t>(index));
-                const ReadMember readState = [&](const JsonNode& word) {
-                    Text(state, restored)(word);
-                    change.monitorStates.insert(index);
-                };
-                if (member.IsNull()) {
-                    readState(member);
-                } else {
-                    member.ReadMembers({{"state", readState}});
-                }
-            }};
+        return MemberReader{name, [&kernel, &change, &fallback, index](const JsonNode& member) {
+                                std::string& state = kernel.monitorStates.at(static_cast<size_t>(index));
+                                const std::string& restored = fallback.monitorStates.at(static_cast<size_t>(index));
+                                const ReadMember readState = [&](const JsonNode& word) {
+                                    Text(state, restored)(word);
+                                    change.monitorStates.insert(index);
+                                };
+                                if (member.IsNull()) {
+                                    readState(member);
+                                } else {
+                                    member.ReadMembers({{"state", readState}});
+                                }
+                            }};
     };
     if (node.IsNull()) {
         kernel.monitorStates = fallback.monitorStates;
@@ -244,7 +250,9 @@ void ReadDfxInfo(const JsonNode& node, DfxInfo& info) {
                       {"size", readSize}});
 }
 
-uint64_t ReadCount(const JsonNode& node) { return static_cast<uint64_t>(node.AsInteger(0, INT64_MAX)); }
+uint64_t ReadCount(const JsonNode& node) {
+    return static_cast<uint64_t>(node.AsInteger(0, INT64_MAX));
+}
 
 FaultRule ReadFault(const JsonNode& node) {
     FaultRule rule;
@@ -318,10 +326,8 @@ void ReadKernel(const JsonNode& node, KernelModel& kernel, DeviceChange& change)
         readFaults(node);
         return;
     }
-    node.ReadMembers({{"monitors", readMonitors},
-                      {"dfxinfo", readDfxInfo},
-                      {"dfxerror", readDfxError},
-                      {"faults", readFaults}});
+    node.ReadMembers(
+        {{"monitors", readMonitors}, {"dfxinfo", readDfxInfo}, {"dfxerror", readDfxError}, {"faults", readFaults}});
 }
 
 // A reader of what the platform services answer from.

@@ -64,8 +64,8 @@ void JsonNode::ReadMembers(std::initializer_list<MemberReader> readers) const {
         if (reader == readers.end()) {
             // The place is that of the object; the line is the member's own.
             const std::string where = pointer_.empty() ? "" : Printable(pointer_) + ": ";
-            throw InputFailure{{document_.file, document_.LineOf(member.pointer_),
-                                where + "unknown member " + Quoted(name)}};
+            throw InputFailure{
+                {document_.file, document_.LineOf(member.pointer_), where + "unknown member " + Quoted(name)}};
         }
         reader->read(member);
     });

@@ -112,7 +112,8 @@ public:
         return true;
     }
 
-    bool parse_error(std::size_t /*position*/, const std::string& /*token*/, const json::exception& exception) override {
+    bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+                     const json::exception& exception) override {
         return Fail(WhatOf(exception));
     }
 

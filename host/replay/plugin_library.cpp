@@ -43,7 +43,9 @@ std::string PluginLibrary::DefaultPath() {
     return (isInstalled ? installed : beside).string();
 }
 
-PluginLibrary::~PluginLibrary() { dlclose(handle_); }
+PluginLibrary::~PluginLibrary() {
+    dlclose(handle_);
+}
 
 template <typename Export>
 bool PluginLibrary::Find(const char* name, Export& found, std::string& error) const {
@@ -59,9 +61,13 @@ bool PluginLibrary::Init() const noexcept {
     return init_(name);
 }
 
-void PluginLibrary::Disable() const noexcept { disable_(); }
+void PluginLibrary::Disable() const noexcept {
+    disable_();
+}
 
-void PluginLibrary::Dispatch(const std::shared_ptr<ResourceSchedule::ResData>& data) const noexcept { dispatch_(data); }
+void PluginLibrary::Dispatch(const std::shared_ptr<ResourceSchedule::ResData>& data) const noexcept {
+    dispatch_(data);
+}
 
 std::string PluginLibrary::Dump(const std::vector<std::string>& args) const noexcept {
     std::string result;

@@ -61,6 +61,8 @@ std::unique_ptr<ReplayClock> ReplayClock::Virtual(int64_t startTimeS) {
     return std::make_unique<VirtualClock>(startTimeS);
 }
 
-std::unique_ptr<ReplayClock> ReplayClock::Real() { return std::make_unique<RealClock>(); }
+std::unique_ptr<ReplayClock> ReplayClock::Real() {
+    return std::make_unique<RealClock>();
+}
 
 }  // namespace ZYRA::Host

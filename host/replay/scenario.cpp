@@ -119,7 +119,9 @@ private:
     DeviceModel scratch_;  // Only to check patches on.
 };
 
-bool IsBlank(std::string_view line) { return line.find_first_not_of(" \t\r") == std::string_view::npos; }
+bool IsBlank(std::string_view line) {
+    return line.find_first_not_of(" \t\r") == std::string_view::npos;
+}
 
 }  // namespace
 

@@ -16,7 +16,7 @@ namespace ZYRA::Host {
 
 // What happened to one scene.
 struct SceneSummary {
-    uint64_t bound = 0;  // Times that work on it began.
+    uint64_t bound = 0;                            // Times that work on it began.
     std::map<std::string, uint64_t> recordStates;  // How often its record was found in which state then.
     uint64_t records = 0;
     uint64_t pages = 0;  // Of the last record.

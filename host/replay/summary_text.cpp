@@ -13,7 +13,9 @@ namespace {
 
 constexpr double US_PER_S = 1e6;
 
-std::string Seconds(int64_t us) { return fmt::format("{:.3f} s", static_cast<double>(us) / US_PER_S); }
+std::string Seconds(int64_t us) {
+    return fmt::format("{:.3f} s", static_cast<double>(us) / US_PER_S);
+}
 
 std::string Bytes(uint64_t bytes) {
     constexpr std::array<const char*, 4> UNITS = {"kB", "MB", "GB", "TB"};
@@ -33,7 +35,9 @@ std::string Counted(uint64_t count, const std::string& noun, const std::string& 
     return fmt::format("{} {}", count, count == 1 ? noun : plural);
 }
 
-std::string Counted(uint64_t count, const std::string& noun) { return Counted(count, noun, noun + 's'); }
+std::string Counted(uint64_t count, const std::string& noun) {
+    return Counted(count, noun, noun + 's');
+}
 
 // "absent", or "1 absent, 2 uptodate".
 std::string RecordStatesText(const SceneSummary& scene) {
@@ -90,8 +94,9 @@ void SummaryWriter::Scenes(const Summary& summary) {
         total.failedPrereads += scene.failedPrereads;
         total.bytes += scene.bytes;
     }
-    table.Add({Counted(summary.Scenes().size(), "scene"), std::to_string(total.bound), "", std::to_string(total.records),
-               "", std::to_string(total.prereads), std::to_string(total.failedPrereads), Bytes(total.bytes)});
+    table.Add({Counted(summary.Scenes().size(), "scene"), std::to_string(total.bound), "",
+               std::to_string(total.records), "", std::to_string(total.prereads), std::to_string(total.failedPrereads),
+               Bytes(total.bytes)});
     text_ += table.Text();
 }
 
@@ -174,8 +179,8 @@ void SummaryWriter::SysEvents(const Summary& summary) {
 
 void SummaryWriter::Counts(const Summary& summary, const ReplayResult& result) {
     Heading("Counts");
-    std::string line = Counted(summary.Events(), "event") + ", " +
-                       Counted(summary.Entries(), "journal entry", "journal entries");
+    std::string line =
+        Counted(summary.Events(), "event") + ", " + Counted(summary.Entries(), "journal entry", "journal entries");
     if (result.tasksRun) {
         line += ", " + Counted(*result.tasksRun, "task") + " run, " + Seconds(result.deviceUs) + " virtual time";
     }

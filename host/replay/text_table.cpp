@@ -8,8 +8,8 @@ namespace {
 
 // Columns of a terminal, taking each code point for one.
 size_t WidthOf(const std::string& cell) {
-    return static_cast<size_t>(
-        std::count_if(cell.begin(), cell.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
+    return static_cast<size_t>(std::count_if(
+        cell.begin(), cell.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
 }
 
 }  // namespace

@@ -38,6 +38,7 @@ std::unique_ptr<VirtualDevice> VirtualDevice::Start(const DeviceModel& model, st
 
 VirtualDevice::~VirtualDevice() {
     executor_.reset();
+    WithdrawKernelFiles();
     kernel_.Stop();
 }
 

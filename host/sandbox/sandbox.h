@@ -9,7 +9,8 @@ namespace ZYRA::Host {
 // The process's own view of the file system, in which the plugin's absolute paths are the virtual device's:
 //
 //   /                  a small tmpfs with the machine's top-level entries bound into it
-//   /dev               a tmpfs with the usual nodes, and the empty directories workingset and iolimit
+//   /dev               a tmpfs with the usual nodes, a shm and terminals (pts) of its own, and the empty directories
+//                      workingset and iolimit
 //   /data              a tmpfs, or a real folder; service/el1/public/ressched/ exists in it
 //   /proc/sys/kernel   the machine's files, and an empty file ws_fault_around
 //

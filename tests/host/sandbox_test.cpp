@@ -189,12 +189,17 @@ TEST(SandboxTest, KernelFilesAreShownAndTakenBackAgainAndAgain) {
     });
 }
 
-TEST(SandboxTest, NothingSpreadsToAMachineWithSharedMounts) {
+TEST(SandboxTest, MountsOfTheMachineAreThereAndNothingSpreadsBack) {
     InChild([] {
         if (!HaveOwnMounts() || mount(nullptr, "/", nullptr, MS_REC | MS_SHARED, nullptr) != 0) {
             GTEST_SKIP() << "only a privileged process can share its mounts";
         }
-        Inside({GIB, ""}, [] { EXPECT_EQ(mount("test", "/tmp", "tmpfs", 0, nullptr), 0); });
+        ASSERT_EQ(mount("test", "/usr/share", "tmpfs", 0, nullptr), 0);
+        EXPECT_TRUE(WriteFile("/usr/share/sign", "x"));
+        Inside({GIB, ""}, [] {
+            EXPECT_EQ(ReadFile("/usr/share/sign"), "x");
+            EXPECT_EQ(mount("test", "/tmp", "tmpfs", 0, nullptr), 0);
+        });
     });
 }
 

@@ -19,8 +19,9 @@ TEST(ScenarioTest, BadLinesAreRefusedWithPlaceAndReason) {
         const char* text;
         const char* error;
     } rows[] = {
-        {"{\"comment\": \"x\"}\n\n{\"dump\": []", "s.jsonl:3: syntax error while parsing object - unexpected end of "
-                                                   "input; expected '}'"},
+        {"{\"comment\": \"x\"}\n\n{\"dump\": []",
+         "s.jsonl:3: syntax error while parsing object - unexpected end of "
+         "input; expected '}'"},
         {"{\"dump\": []} {\"dump\": []}",
          "s.jsonl:1: syntax error while parsing value - unexpected '{'; expected end of input"},
         {"[]", "s.jsonl:1: must be an object"},

@@ -17,7 +17,9 @@ constexpr char STATE_0[] = "/dev/workingset/monitor0/workingset.state";
 constexpr char PROCS_0[] = "/dev/workingset/monitor0/cgroup.procs";
 constexpr char PROCS_ROOT[] = "/dev/workingset/cgroup.procs";
 
-RequestEntry PrereadRequest(const char* monitor) { return {false, 8, 0, {{"index", monitor}}}; }
+RequestEntry PrereadRequest(const char* monitor) {
+    return {false, 8, 0, {{"index", monitor}}};
+}
 
 void Feed(Summary& summary, std::initializer_list<JournalEntry> entries) {
     for (const JournalEntry& entry : entries) {
