@@ -10,12 +10,15 @@
 #include "frame/common/io_sched_log.h"
 #include "platform/event_log.h"
 #include "platform/file_util.h"
+#include "platform/mutex.h"
 
 namespace ZYRA::ResourceSchedule {
 
 namespace {
 
 constexpr char EVENT_DOMAIN[] = "RSS";
+
+Mutex reportMutex;
 
 struct PrereadStatistics {
     int32_t succ = 0;
@@ -67,6 +70,8 @@ PrereadStatistics ParseStatistics(const std::vector<std::string>& lines) {
 }  // namespace
 
 void ExactPrereadExecutor::ReportExactPrereadDfx() {
+    // The main queue, a dump and the shutdown may all come at once: what is read is reset before anyone else reads it.
+    const MutexLock lock(reportMutex);
     const std::string path = DfxFile(STATISTICS_FILE);
     std::string realPath;
     if (!FileSystem::GetRealPath(path, realPath)) {

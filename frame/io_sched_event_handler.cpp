@@ -246,9 +246,11 @@ void IOSchedEventHandler::ProcessIOSchedEventAsync(uint32_t eventId, uint64_t de
     MutexLock lock(mutex_);
     IOSCHED_LOGD("ProcessIOSchedEventAsync eventId:%{public}u", eventId);
     std::vector<TaskHandle>& handles = asyncEventHandles[eventId];
-    handles.push_back(veloQueue_->SubmitWithHandle(
+    // Room first: a task that has been submitted can only be cancelled through its handle.
+    handles.emplace_back();
+    handles.back() = veloQueue_->SubmitWithHandle(
         [eventId] { RunGuarded("ProcessIOSchedEventAsync", [eventId] { RouteAsyncEvent(eventId); }); },
-        "ProcessIOSchedEventAsync", delayUs));
+        "ProcessIOSchedEventAsync", delayUs);
 }
 
 void IOSchedEventHandler::RemoveIOSchedEventAsync(uint32_t eventId) {

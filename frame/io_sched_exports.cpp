@@ -21,12 +21,7 @@ IOSCHED_EXPORT bool OnPluginInit(std::string& libName) {
         IOSCHED_LOGE("IOSchedPlugin::OnPluginInit lib name is not match");
         return false;
     }
-    if (RunGuarded(__func__, [] { IOSchedPlugin::GetInstance().Init(); })) {
-        return true;
-    }
-    // The host takes false to mean that nothing runs, and will not disable the plugin.
-    RunGuarded(__func__, [] { IOSchedPlugin::GetInstance().Disable(); });
-    return false;
+    return RunGuarded(__func__, [] { IOSchedPlugin::GetInstance().Init(); });
 }
 
 IOSCHED_EXPORT void OnPluginDisable() {

@@ -162,9 +162,10 @@ void IOSchedManager::PostTaskToAsyncThrd(std::function<void()> task, const std::
     }
     MutexLock taskLock(taskMutex);
     std::vector<TaskHandle>& handles = namedTaskHandles[name];
-    handles.push_back(
-        taskQueue_->SubmitWithHandle([task = std::move(task)] { RunGuarded("PostTaskToAsyncThrd", task); },
-                                     "PostTaskToAsyncThrd", delayMs * US_PER_MS));
+    // Room first: a task that has been submitted can only be cancelled through its handle.
+    handles.emplace_back();
+    handles.back() = taskQueue_->SubmitWithHandle([task = std::move(task)] { RunGuarded("PostTaskToAsyncThrd", task); },
+                                                  "PostTaskToAsyncThrd", delayMs * US_PER_MS);
 }
 
 void IOSchedManager::RemoveTaskOnAsyncThrd(const std::string& name) {

@@ -37,24 +37,34 @@ IOSchedPlugin& IOSchedPlugin::GetInstance() {
 
 void IOSchedPlugin::Init() {
     MutexLock lock(switchMutex);
-    IOSchedManager::GetInstance().Init();
-    Iolimit::GetInstance().Init();
-    const std::string libName = IOSCHED_PLUGIN_LIB_NAME;
-    for (const uint32_t resType : SUBSCRIBED_RESOURCES) {
-        PluginMgr::GetInstance().SubscribeResource(libName, resType);
+    try {
+        IOSchedManager::GetInstance().Init();
+        Iolimit::GetInstance().Init();
+        const std::string libName = IOSCHED_PLUGIN_LIB_NAME;
+        for (const uint32_t resType : SUBSCRIBED_RESOURCES) {
+            PluginMgr::GetInstance().SubscribeResource(libName, resType);
+        }
+    } catch (...) {
+        // The host will be told that nothing runs, and will not disable the plugin.
+        DisableLocked();
+        throw;
     }
     IOSCHED_LOGI_AS("OnPluginInit", "IOSchedPlugin::Init success");
 }
 
 void IOSchedPlugin::Disable() {
     MutexLock lock(switchMutex);
+    DisableLocked();
+    IOSCHED_LOGI("IOSchedPlugin::Disable success");
+}
+
+void IOSchedPlugin::DisableLocked() {
     IOSchedManager::GetInstance().Deinit();
     Iolimit::GetInstance().Deinit();
     const std::string libName = IOSCHED_PLUGIN_LIB_NAME;
     for (const uint32_t resType : SUBSCRIBED_RESOURCES) {
         PluginMgr::GetInstance().UnSubscribeResource(libName, resType);
     }
-    IOSCHED_LOGI("IOSchedPlugin::Disable success");
 }
 
 void IOSchedPlugin::DispatchResource(const std::shared_ptr<ResData>& data) {

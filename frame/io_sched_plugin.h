@@ -22,6 +22,10 @@ public:
     void Init() override;
     void Disable() override;
     void DispatchResource(const std::shared_ptr<ResData>& data) override;
+
+private:
+    // REQUIRES: the caller holds the lock that makes switching one step.
+    static void DisableLocked();
 };
 
 }  // namespace ZYRA::ResourceSchedule
