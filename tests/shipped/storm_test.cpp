@@ -41,10 +41,13 @@ bool IsMapped() {
 std::shared_ptr<ResourceSchedule::ResData> RandomEvent(std::mt19937& random) {
     static const uint32_t TYPES[] = {27, 15, 9, 4, 10, 0, 48, 11, 7, 3, 12, 83, 70, 1, 10011, 150, 12345};
     static const int64_t VALUES[] = {0, 0, 1, 1, 2, 8, -1, INT64_MAX};
-    static const nlohmann::json MEMBERS[] = {"1",  "20010034", "3121", "com.example.mail", "com.example.maps", "pages/Index",
-                                             "../x", "",       7,      nullptr,            {{"a", "b"}},       "\xff\xfe"};
+    static const nlohmann::json MEMBERS[] = {
+        "1", "20010034", "3121",  "com.example.mail", "com.example.maps", "pages/Index", "../x",
+        "",  7,          nullptr, {{"a", "b"}},       "\xff\xfe"};
     static const char* const KEYS[] = {"uid", "pid", "clientPid", "bundleName", "pageUrl", "typeId"};
-    const auto pick = [&random](const auto& from) -> const auto& { return from[random() % std::size(from)]; };
+    const auto pick = [&random](const auto& from) -> const auto& {
+        return from[random() % std::size(from)];
+    };
 
     auto data = std::make_shared<ResourceSchedule::ResData>();
     data->resType = pick(TYPES);
@@ -149,7 +152,8 @@ TEST_F(StormTest, OnlyItsOwnNameStartsThePlugin) {
     void* handle = dlopen(PLUGIN_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(handle, nullptr);
     const auto init = reinterpret_cast<bool (*)(std::string&)>(dlsym(handle, "OnPluginInit"));
-    const auto dump = reinterpret_cast<void (*)(const std::vector<std::string>&, std::string&)>(dlsym(handle, "OnDump"));
+    const auto dump =
+        reinterpret_cast<void (*)(const std::vector<std::string>&, std::string&)>(dlsym(handle, "OnDump"));
     for (std::string name : {"", "libio_sched_plugin.z.so ", "libio_sched_plugin.z.s"}) {
         EXPECT_FALSE(init(name)) << name;
     }

@@ -1,0 +1,158 @@
+// The facility's files through real system calls, inside the sandbox.
+
+#include "host/kernel/kernel_facility.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "host/runtime/journal.h"
+#include "host/sandbox/sandbox.h"
+#include "platform/file_util.h"
+
+namespace ZYRA::Host {
+namespace {
+
+const std::string STATE = "/dev/workingset/monitor0/workingset.state";
+const std::string DATA = "/dev/workingset/monitor0/workingset.data";
+
+// 0, or the errno of the call that failed.
+int WriteFile(const std::string& path, const std::string& content) {
+    return SaveStringToFile(path, content, false) ? 0 : errno;
+}
+
+class KernelFacilityTest : public ::testing::Test, private JournalSink {
+protected:
+    void SetUp() override {
+        Journal::GetInstance().AddSink(this);
+        Start();
+    }
+    void TearDown() override {
+        Stop();
+        Journal::GetInstance().RemoveSink(this);
+    }
+    void Start() {
+        ASSERT_EQ(kernel_.Start(KERNEL_MOUNT_POINT), "");
+        const auto error = ExposeKernelFiles();
+        ASSERT_FALSE(error.has_value()) << *error;
+    }
+    void Stop() {
+        WithdrawKernelFiles();
+        kernel_.Stop();
+    }
+    std::string Read(const std::string& path) {
+        std::string content;
+        return LoadStringFromFile(path, content) ? content : "errno " + std::to_string(errno);
+    }
+
+    KernelFacility kernel_;
+    std::vector<std::string> journal_;
+
+private:
+    void OnEntry(const JournalEntry& entry) override { journal_.push_back(ToJsonLine(entry)); }
+};
+
+TEST_F(KernelFacilityTest, EachWriteIsOneCommandWhateverItsOffset) {
+    const int fd = open(STATE.c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    for (const std::string word : {"INWORKING", "PAUSED"}) {
+        EXPECT_EQ(write(fd, word.data(), word.size()), static_cast<ssize_t>(word.size()));
+        EXPECT_EQ(Read(STATE), word);
+    }
+    close(fd);
+    EXPECT_TRUE(SaveStringToFile("/proc/sys/kernel/ws_fault_around", "1", true));
+    EXPECT_EQ(Read("/proc/sys/kernel/ws_fault_around"), "1\n");
+    char resolved[PATH_MAX];
+    EXPECT_STREQ(realpath("/dev/workingset//workingset.dfxinfo", resolved), "/dev/workingset/workingset.dfxinfo");
+    EXPECT_EQ(Read("/dev/workingset/monitor2/workingset.state"), "errno " + std::to_string(ENOENT));
+    EXPECT_EQ(open("/dev/workingset/new", O_WRONLY | O_CREAT | O_CLOEXEC, 0600), -1);
+}
+
+TEST_F(KernelFacilityTest, RefusedWritesAreJournaledWithTheirErrno) {
+    EXPECT_EQ(WriteFile(STATE, "NONSENSE"), EINVAL);
+    EXPECT_EQ(WriteFile(STATE, "ABORT"), 0);
+    const std::vector<std::string> expected = {
+        R"({"t":0,"kind":"write","path":"/dev/workingset/monitor0/workingset.state","content":"NONSENSE","errno":"EINVAL"})",
+        R"({"t":0,"kind":"write","path":"/dev/workingset/monitor0/workingset.state","content":"ABORT"})",
+        R"({"t":0,"kind":"monitor","monitor":0,"state":"ABORT"})"};
+    std::vector<std::string> lines;
+    for (const std::string& line : journal_) {
+        lines.push_back("{\"t\":0" + line.substr(line.find(",\"kind\"")));
+    }
+    EXPECT_EQ(lines, expected);
+}
+
+TEST_F(KernelFacilityTest, FaultsReachTheCallerAsTheirErrno) {
+    kernel_.Faults().Set({{"/dev/workingset/monitor*/workingset.state", FileOperation::WRITE, EBUSY, 1, 2},
+                          {DATA, FileOperation::OPEN, EACCES, 0, 1},
+                          {DATA, FileOperation::READ, EIO, 0, 1}});
+    EXPECT_EQ(WriteFile(STATE, "INWORKING"), 0);
+    EXPECT_EQ(WriteFile(STATE, "PAUSED"), EBUSY);
+    EXPECT_EQ(WriteFile(STATE, "PAUSED"), EBUSY);
+    EXPECT_EQ(Read(STATE), "INWORKING");
+    EXPECT_EQ(WriteFile(STATE, "PAUSED"), 0);
+    EXPECT_EQ(Read(DATA), "errno " + std::to_string(EACCES));
+    EXPECT_EQ(Read(DATA), "errno " + std::to_string(EIO));
+    EXPECT_EQ(Read(DATA), "");
+}
+
+// A record is written into the file that is there, keeps its mode, and is found by the facility of the next boot; a
+// link in its place is not followed.
+TEST_F(KernelFacilityTest, RecordsAreKeptInExistingFilesOnly) {
+    const std::string folder = "/data/service/el1/public/ressched/workingset/com.a";
+    std::filesystem::create_directories(folder);
+    const auto collect = [](const std::string& name) {
+        const std::string scene = "com.a/" + name;
+        return WriteFile(DATA, "1 2 " + scene + " /data/service/el1/public/ressched/workingset/" + scene) +
+               WriteFile(STATE, "INWORKING") + WriteFile("/dev/workingset/monitor0/cgroup.procs", "2") +
+               WriteFile(STATE, "STOP");
+    };
+    close(open((folder + "/there").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    close(open((folder + "/target").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    std::filesystem::create_symlink(folder + "/target", folder + "/link");
+    EXPECT_EQ(collect("there") + collect("missing") + collect("link"), 0);
+    EXPECT_EQ(std::filesystem::status(folder + "/there").permissions(), std::filesystem::perms{0600});
+    EXPECT_FALSE(std::filesystem::exists(folder + "/missing"));
+    EXPECT_EQ(std::filesystem::file_size(folder + "/target"), 0u);
+
+    Stop();
+    KernelFacility next;
+    ASSERT_EQ(next.Start(KERNEL_MOUNT_POINT), "");
+    ASSERT_FALSE(ExposeKernelFiles().has_value());
+    for (const auto& [name, state] : {std::pair{"there", "uptodate"}, {"missing", "absent"}, {"link", "absent"}}) {
+        const std::string scene = std::string("com.a/") + name;
+        WriteFile(DATA, "1 2 " + scene + " /data/service/el1/public/ressched/workingset/" + scene);
+        const std::string data = Read(DATA);
+        EXPECT_EQ(data.substr(0, data.find('\n')), std::string("RecordState:") + state) << name;
+    }
+    WithdrawKernelFiles();
+    next.Stop();
+}
+
+TEST_F(KernelFacilityTest, StartedAndStoppedAgainLeavesNothingBehind) {
+    const auto count = [](const char* folder) {
+        const std::filesystem::directory_iterator entries(folder);
+        return std::distance(begin(entries), end(entries));
+    };
+    const auto threads = count("/proc/self/task");
+    const auto descriptors = count("/proc/self/fd");
+    EXPECT_EQ(WriteFile(STATE, "ABORT"), 0);
+    for (int i = 0; i < 30; ++i) {
+        Stop();
+        Start();
+        ASSERT_EQ(Read(STATE), "ABORT");
+    }
+    EXPECT_EQ(count("/proc/self/task"), threads);
+    EXPECT_EQ(count("/proc/self/fd"), descriptors);
+}
+
+}  // namespace
+}  // namespace ZYRA::Host
