@@ -57,7 +57,8 @@ public:
             return TaskHandle();
         }
         const uint64_t sequence = ++state_->lastSequence;
-        const int64_t due = nowUs_.load(std::memory_order_relaxed) + static_cast<int64_t>(std::min(delayUs, LONGEST_DELAY_US));
+        const int64_t due =
+            nowUs_.load(std::memory_order_relaxed) + static_cast<int64_t>(std::min(delayUs, LONGEST_DELAY_US));
         state_->waiting.emplace(TaskKey(due, sequence), WaitingTask{id_, std::move(task)});
         state_->dueOf.emplace(sequence, due);
         return TaskHandle(sequence);
