@@ -20,7 +20,7 @@ constexpr int BATCH = 1000;
 
 void LogBelowTheThreshold(benchmark::State& state) {
     int64_t value = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         ZYRA_LOG(LogLevel::DEBUG, LABEL, "[%{public}s:]value %{public}ld", __func__, value);
         benchmark::DoNotOptimize(++value);
     }
@@ -64,7 +64,7 @@ private:
 
 template <typename SubmitFunction>
 void SubmitBatches(benchmark::State& state, const SubmitFunction& submit) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         std::atomic<int> ran{0};
         for (int i = 0; i < BATCH; ++i) {
             submit([&ran] { ran.fetch_add(1, std::memory_order_relaxed); });

@@ -118,6 +118,7 @@ constexpr void CheckFormat(const char* format, const ArgType* types, size_t coun
         const ArgType wanted = TypeOfConversion(longs, *at);
         if (used == count) {
             FormatHasMoreConversionsThanArguments();
+            return;
         }
         if (types[used] != wanted) {
             FormatDoesNotMatchTheTypeOfItsArgument();

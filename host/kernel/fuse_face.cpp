@@ -126,8 +126,8 @@ void ReadFolder(fuse_req_t request, fuse_ino_t inode, size_t size, off_t offset,
 }
 
 // Without an answer of its own each of these would be "not implemented", which is not what a caller expects of a folder
-// in which it may not make anything.
-void RefuseNew(fuse_req_t request) {
+// in which nothing can be made or moved.
+void RefuseChange(fuse_req_t request) {
     fuse_reply_err(request, EPERM);
 }
 
@@ -141,12 +141,17 @@ fuse_lowlevel_ops Operations() {
     operations.write = Write;
     operations.readdir = ReadFolder;
     operations.create = [](fuse_req_t request, fuse_ino_t, const char*, mode_t, fuse_file_info*) {
-        RefuseNew(request);
+        RefuseChange(request);
     };
-    operations.mknod = [](fuse_req_t request, fuse_ino_t, const char*, mode_t, dev_t) { RefuseNew(request); };
-    operations.mkdir = [](fuse_req_t request, fuse_ino_t, const char*, mode_t) { RefuseNew(request); };
-    operations.unlink = [](fuse_req_t request, fuse_ino_t, const char*) { RefuseNew(request); };
-    operations.rmdir = [](fuse_req_t request, fuse_ino_t, const char*) { RefuseNew(request); };
+    operations.mknod = [](fuse_req_t request, fuse_ino_t, const char*, mode_t, dev_t) { RefuseChange(request); };
+    operations.mkdir = [](fuse_req_t request, fuse_ino_t, const char*, mode_t) { RefuseChange(request); };
+    operations.unlink = [](fuse_req_t request, fuse_ino_t, const char*) { RefuseChange(request); };
+    operations.rmdir = [](fuse_req_t request, fuse_ino_t, const char*) { RefuseChange(request); };
+    operations.rename = [](fuse_req_t request, fuse_ino_t, const char*, fuse_ino_t, const char*, unsigned) {
+        RefuseChange(request);
+    };
+    operations.symlink = [](fuse_req_t request, const char*, fuse_ino_t, const char*) { RefuseChange(request); };
+    operations.link = [](fuse_req_t request, fuse_ino_t, fuse_ino_t, const char*) { RefuseChange(request); };
     return operations;
 }
 

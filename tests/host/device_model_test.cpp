@@ -4,9 +4,15 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "host/replay/json_node.h"
+#include "host/replay/virtual_device.h"
+#include "host/runtime/errno_names.h"
+#include "host/runtime/virtual_runtime.h"
+#include "platform/executor_client.h"
+#include "platform/file_util.h"
 
 namespace ZYRA::Host {
 namespace {
@@ -154,6 +160,37 @@ TEST(DeviceModelTest, PatchesMergeReplaceAndTakeAway) {
     EXPECT_FALSE(state.config.at("IoLimit").itemList.empty());
 }
 
+// Reading a patch onto the model gives what reading the merged documents gives.
+TEST(DeviceModelTest, PatchingAgreesWithMergingTheDocuments) {
+    const char* const documents[] = {
+        R"({"processes": {"7": {"uid": 7, "bundles": ["com.a"]}}, "parameters": {"a": "b"}, "charging": 3})",
+        R"({"processes": {"7": {"bundles": ["com.b"], "frozen": true}, "8": {"uid": 8}}, "oobe": false})",
+        R"({"processes": {"7": {"bundles": null, "uid": null}}, "charging": null, "oobe": null})",
+        R"({"processes": {"7": null}, "parameters": {"a": null, "c": ""}})",
+        R"({"processes": null, "parameters": {"a": "x"}})",
+    };
+    const auto textOf = [](const DeviceState& state) {
+        nlohmann::json text = {state.charging, state.oobe, state.parameters};
+        for (const auto& [pid, process] : state.processes) {
+            text.push_back({pid, process.uid, process.bundles, process.foreground, process.frozen});
+        }
+        return text.dump();
+    };
+    for (const char* first : documents) {
+        for (const char* second : documents) {
+            DeviceChange change;
+            DeviceModel patched;
+            DeviceModel merged;
+            nlohmann::json document = nlohmann::json::parse(first);
+            document.merge_patch(nlohmann::json::parse(second));
+            ASSERT_EQ(Apply(first, patched, change) + Apply(second, patched, change), "");
+            ASSERT_EQ(Apply(document.dump(), merged, change), "");
+            // A null that met nothing to take away is gone from the merged document: both leave the default.
+            EXPECT_EQ(textOf(patched.state), textOf(merged.state)) << first << '\n' << second;
+        }
+    }
+}
+
 // The kernel's state moves on by itself: a patch must not set back what it does not mention.
 TEST(DeviceModelTest, PatchesTellWhichPartsOfTheKernelTheyMention) {
     DeviceModel model;
@@ -195,6 +232,86 @@ TEST(DeviceModelTest, FilesThatCannotBeReadAreNamed) {
     EXPECT_EQ(error.Text(), "/nowhere/d.json: No such file or directory");
     EXPECT_FALSE(LoadDeviceModel("/", error).has_value());
     EXPECT_EQ(error.Text(), "/: Is a directory");
+}
+
+// The kernel's files as the plugin sees them, in the sandbox that the test program runs in.
+class VirtualDeviceTest : public ::testing::Test {
+protected:
+    VirtualDeviceTest() { TaskRuntime::Install(runtime_); }
+    ~VirtualDeviceTest() override {
+        device_.reset();
+        TaskRuntime::InstallDefault();
+    }
+
+    void Start(const std::string& text) {
+        DeviceModel model;
+        DeviceChange change;
+        ASSERT_EQ(Apply(text, model, change), "");
+        std::string error;
+        device_ = VirtualDevice::Start(model, error);
+        ASSERT_NE(device_, nullptr) << error;
+    }
+    void Patch(const char* text) { device_->Apply(nlohmann::json::parse(text)); }
+
+    static std::string Read(const std::string& file) {
+        std::string content;
+        return LoadStringFromFile("/dev/workingset/" + file, content) ? content : ErrnoName(errno);
+    }
+    static std::string Write(const std::string& file, const std::string& content) {
+        return SaveStringToFile("/dev/workingset/" + file, content, false) ? "" : ErrnoName(errno);
+    }
+
+    VirtualRuntime runtime_{0};
+    std::unique_ptr<VirtualDevice> device_;
+};
+
+constexpr char SCENE_LINE[] = "7 0 a/a /data/service/el1/public/ressched/workingset/a/a";
+
+// (a) The device starts as its model says; (b) it moves on: a monitor is set to work and prereads are counted; (c) a
+// patch changes what it mentions, at once, and nothing else.
+TEST_F(VirtualDeviceTest, PatchesChangeTheRunningDeviceInWhatTheyMention) {
+    ASSERT_NO_FATAL_FAILURE(Start(R"({"charging": 2, "scenes": {"a/a": {"pages": 3, "record": "uptodate"}},
+                                      "kernel": {"monitors": {"1": {"state": "STOP"}}, "dfxinfo": {"succ": 5}}})"));
+    EXPECT_EQ(DeviceServices::GetInstance().Snapshot()->charging, 2);
+    EXPECT_EQ(Read("monitor1/workingset.state"), "STOP");
+    ASSERT_EQ(Write("monitor0/workingset.data", SCENE_LINE), "");
+    EXPECT_EQ(Read("monitor0/workingset.data").substr(0, 21), "RecordState:uptodate\n");
+
+    ASSERT_EQ(Write("monitor0/workingset.state", "PAUSED"), "");
+    ResourceSchedule::ExecutorClient::GetInstance().SendRequestAsync(8, 0, {{"index", "0"}});
+    runtime_.RunUntil(0);
+    EXPECT_EQ(Read("workingset.dfxinfo"), "Succ: 6\nFail: 0\nSize: 12288\n");
+
+    Patch(R"({"topAbility": "Main", "scenes": {"a/a": {"record": "older"}},
+              "kernel": {"monitors": {"1": {"state": "ODD"}}, "dfxerror": "2"}})");
+    EXPECT_EQ(DeviceServices::GetInstance().Snapshot()->topAbility, "Main");
+    EXPECT_EQ(Read("monitor0/workingset.data").substr(0, 18), "RecordState:older\n");
+    EXPECT_EQ(Read("monitor0/workingset.state"), "PAUSED");
+    EXPECT_EQ(Read("monitor1/workingset.state"), "ODD");
+    EXPECT_EQ(Read("workingset.dfxerror"), "2");
+    EXPECT_EQ(Read("workingset.dfxinfo"), "Succ: 6\nFail: 0\nSize: 12288\n");
+}
+
+TEST_F(VirtualDeviceTest, FaultsCountAfreshWithEachPatchThatNamesThem) {
+    ASSERT_NO_FATAL_FAILURE(Start("{}"));
+    for (int round = 0; round < 2; ++round) {
+        Patch(R"({"kernel": {"faults": [{"path": "/dev/workingset/monitor*/workingset.state", "op": "write",
+                                         "errno": "EIO", "skip": 1}]}})");
+        EXPECT_EQ(Write("monitor0/workingset.state", "PAUSED"), "");
+        Patch(R"({"charging": 0})");
+        EXPECT_EQ(Write("monitor1/workingset.state", "PAUSED"), "EIO");
+        EXPECT_EQ(Write("monitor1/workingset.state", "PAUSED"), "");
+    }
+    Patch(R"({"kernel": null})");
+    EXPECT_EQ(Read("monitor1/workingset.state"), "OUTOFWORK");
+}
+
+TEST_F(VirtualDeviceTest, ADeviceLeavesItsPlaceToTheNextOne) {
+    ASSERT_NO_FATAL_FAILURE(Start(R"({"kernel": {"monitors": {"0": {"state": "PAUSED"}}}})"));
+    device_.reset();
+    EXPECT_EQ(Read("monitor0/workingset.state"), "ENOENT");
+    ASSERT_NO_FATAL_FAILURE(Start("{}"));
+    EXPECT_EQ(Read("monitor0/workingset.state"), "OUTOFWORK");
 }
 
 }  // namespace

@@ -3,11 +3,15 @@
 #include "host/replay/summary.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <string>
 
+#include "host/replay/journal_writer.h"
 #include "host/replay/summary_text.h"
+#include "platform/file_util.h"
 
 namespace ZYRA::Host {
 namespace {
@@ -145,6 +149,32 @@ TEST(SummaryTest, TextIsWhatPeopleRead) {
               "Counts\n"
               "  1 event, 11 journal entries, 3 tasks run, 1.000 s virtual time, 0.003 s wall time\n");
     EXPECT_NE(SummaryText(summary, result, true).find("\x1b[1mScenes\x1b[0m"), std::string::npos);
+}
+
+TEST(JournalWriterTest, WritesEveryLineAndTellsTheFirstFailedWrite) {
+    constexpr int LINES = 5000;
+    const auto writeAll = [](JournalWriter& writer) {
+        for (int i = 0; i < LINES; ++i) {
+            writer.OnEntry({i, SpanEntry{"span", true}});
+        }
+        return writer.Finish();
+    };
+    const std::string path = ::testing::TempDir() + "journal_" + std::to_string(getpid());
+    const auto writer = JournalWriter::Create(path);
+    ASSERT_NE(writer, nullptr);
+    EXPECT_EQ(writeAll(*writer), 0);
+    std::string text;
+    EXPECT_TRUE(LoadStringFromFile(path, text));
+    unlink(path.c_str());
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), LINES);
+    EXPECT_EQ(text.substr(text.rfind('\n', text.size() - 2) + 1),
+              "{\"t\":4999,\"kind\":\"span\",\"name\":\"span\",\"phase\":\"begin\"}\n");
+
+    const auto full = JournalWriter::Create("/dev/full");
+    ASSERT_NE(full, nullptr);
+    EXPECT_EQ(writeAll(*full), ENOSPC);
+    EXPECT_EQ(JournalWriter::Create("/nowhere/journal"), nullptr);
+    EXPECT_EQ(errno, ENOENT);
 }
 
 }  // namespace
