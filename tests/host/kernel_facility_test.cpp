@@ -4,7 +4,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -137,6 +140,43 @@ TEST_F(KernelFacilityTest, RecordsAreKeptInExistingFilesOnly) {
     next.Stop();
 }
 
+// (a) The record of an earlier boot is found until a preset says that there is none. (b) A backup writes what is cached
+// into the file, which clearRecord leaves alone. (c) A file that holds no record is none, however it was made so, and a
+// scene's name does not lead out of the folder.
+TEST_F(KernelFacilityTest, RecordFilesStandBehindTheCache) {
+    const std::string folder = "/data/service/el1/public/ressched/workingset/";
+    const std::string file = folder + "com.a/b";
+    const auto stateOf = [&](const std::string& scene) {
+        EXPECT_EQ(WriteFile(DATA, "1 2 " + scene + " " + folder + scene), 0);
+        const std::string data = Read(DATA);
+        return data.substr(0, data.find('\n'));
+    };
+    std::filesystem::create_directories(folder + "com.a");
+    close(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+
+    SaveStringToFile(file, "workingset-record 1\npages 9\nolder\n");
+    EXPECT_EQ(stateOf("com.a/b"), "RecordState:older");
+    kernel_.SetRecord("com.a/b", RecordState::ABSENT);
+    EXPECT_EQ(WriteFile("/dev/workingset/workingset.clearRecord", "com.a/b"), 0);
+    EXPECT_EQ(stateOf("com.a/b"), "RecordState:absent");
+
+    kernel_.SetScenePages("com.a/b", 77);
+    kernel_.SetRecord("com.a/b", RecordState::UPTODATE);
+    EXPECT_EQ(WriteFile(STATE, "BACKUP"), 0);
+    EXPECT_EQ(Read(file), "workingset-record 1\npages 77\n");
+    EXPECT_EQ(WriteFile("/dev/workingset/workingset.clearRecord", "com.a/b"), 0);
+    EXPECT_EQ(stateOf("com.a/b"), "RecordState:uptodate");
+
+    for (const std::string content : {"workingset-record 2\npages 9\n", "workingset-record 1\npages 0\n",
+                                      "workingset-record 1\npages 9", "workingset-record 1\npages 9\nolder\n\n", ""}) {
+        EXPECT_EQ(WriteFile("/dev/workingset/workingset.clearRecord", "com.a/b"), 0);
+        EXPECT_TRUE(SaveStringToFile(file, content));
+        EXPECT_EQ(stateOf("com.a/b"), "RecordState:absent") << content;
+    }
+    SaveStringToFile(file, "workingset-record 1\npages 9\n");
+    EXPECT_EQ(stateOf("com.a/../com.a/b"), "RecordState:absent");
+}
+
 TEST_F(KernelFacilityTest, StartedAndStoppedAgainLeavesNothingBehind) {
     const auto count = [](const char* folder) {
         const std::filesystem::directory_iterator entries(folder);
@@ -152,6 +192,50 @@ TEST_F(KernelFacilityTest, StartedAndStoppedAgainLeavesNothingBehind) {
     }
     EXPECT_EQ(count("/proc/self/task"), threads);
     EXPECT_EQ(count("/proc/self/fd"), descriptors);
+}
+
+// A command that never ends.
+class StuckFiles final : public ControlFiles {
+public:
+    explicit StuckFiles(int entered) : entered_(entered) {}
+    std::string DeviceRoot() const override { return "/dev/"; }
+    std::vector<ControlFile> List() const override { return {{"stuck", 0644}}; }
+    int Read(std::string_view /*name*/, std::string& /*content*/) override { return EIO; }
+    int Write(std::string_view /*name*/, const std::string& /*content*/) override {
+        EXPECT_EQ(write(entered_, "x", 1), 1);
+        for (;;) {
+            pause();
+        }
+    }
+
+private:
+    const int entered_;
+};
+
+// (a) A process serves files to itself, (b) one of its threads waits for an answer that does not come, (c) it is
+// killed. With the connection in the table of all threads the one that waits would hold it, and wait, for ever.
+TEST(FuseServerTest, AKillEndsAProcessThatWaitsForItsOwnFiles) {
+    int entered[2];
+    ASSERT_EQ(pipe2(entered, O_CLOEXEC), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        FaultTable faults;
+        KernelTree tree(faults);
+        StuckFiles files(entered[1]);
+        tree.Add("", files);
+        FuseServer server(tree);
+        const bool started = server.Start(KERNEL_MOUNT_POINT).empty();
+        _exit(started ? WriteFile(std::string(KERNEL_MOUNT_POINT) + "/stuck", "x") : 1);
+    }
+    close(entered[1]);
+    char byte;
+    EXPECT_EQ(read(entered[0], &byte, 1), 1) << "the child has not come to its command";
+    close(entered[0]);
+    kill(child, SIGKILL);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    umount2(KERNEL_MOUNT_POINT, MNT_DETACH);
 }
 
 }  // namespace

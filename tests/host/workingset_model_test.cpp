@@ -111,6 +111,54 @@ TEST_F(WorkingsetModelTest, OnlyWhatWasCollectedForTheBoundSceneBecomesItsRecord
     }
 }
 
+TEST_F(WorkingsetModelTest, FilesTakeTheirCommandsOnly) {
+    const std::string directory = "/data/service/el1/public/ressched/workingset/";
+    const struct {
+        const char* file;
+        std::string content;
+        int error;
+        std::string shown;  // Afterwards, by the same file; "-" where it shows nothing to anybody.
+    } rows[] = {
+        {"monitor0/workingset.state", "OUTOFWORK", EINVAL, "OUTOFWORK"},
+        {"monitor0/workingset.state", "PREREAD\n", 0, "PREREAD"},
+        {"monitor0/workingset.state", "BACKUP", 0, "PREREAD"},
+        {"monitor0/workingset.state", "STOP ", EINVAL, "PREREAD"},
+        {"monitor0/workingset.state", "STOP\n\n", EINVAL, "PREREAD"},
+        {"monitor0/workingset.state", std::string("STOP\0", 5), EINVAL, "PREREAD"},
+        {"monitor0/workingset.state", "STOP", 0, "OUTOFWORK"},
+        {"monitor1/workingset.state", "BACKUP", EINVAL, "OUTOFWORK"},
+        {"monitor1/workingset.state", "ABORT", 0, "ABORT"},
+        {"monitor0/cgroup.procs", "0", EINVAL, ""},
+        {"monitor0/cgroup.procs", "+7", EINVAL, ""},
+        {"monitor0/cgroup.procs", "2147483648", EINVAL, ""},
+        {"monitor0/cgroup.procs", "2147483647", 0, "2147483647\n"},
+        {"monitor0/tasks", "7", 0, "2147483647\n7\n"},
+        {"monitor0/workingset.clearYoung", "-7", EINVAL, "-"},
+        {"monitor0/workingset.clearYoung", "7", 0, "-"},
+        {"workingset.clearRecord", "nobody/knows", 0, "-"},
+        {"workingset.clearRecord", std::string(8193, 'a'), EINVAL, "-"},
+        {"workingset.clearRecord", std::string(8192, 'a') + "\n", 0, "-"},
+        {"workingset.dfxinfo", "1", EINVAL, "Succ: 0\nFail: 0\nSize: 0\n"},
+        {"workingset.dfxerror", "0", EACCES, "0"},
+        {"monitor0/workingset.data", "1 -2 a/a " + directory + "a/a", EINVAL, ""},
+        {"monitor0/workingset.data", "1 2  " + directory + "a/a", EINVAL, ""},
+        {"monitor0/workingset.data", "1 2 a/a " + directory, EINVAL, ""},
+        {"monitor0/workingset.data", "1 2 a/a", EINVAL, ""},
+        {"monitor0/workingset.data", "-1 0 a b " + directory + "x y", 0,
+         "RecordState:absent\nUid: -1\nPid: 0\nName: a b\n"},
+        // A name that holds the directory itself: the path that belongs to the name decides.
+        {"monitor0/workingset.data", "1 2 a " + directory + "b " + directory + "a " + directory + "b", 0,
+         "RecordState:absent\nUid: 1\nPid: 2\nName: a " + directory + "b\n"},
+        {"monitor0/nonsense", "1", ENOENT, "-"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Write(row.file, row.content), row.error) << row.file << " <- " << row.content;
+        std::string shown = "-";
+        model_.Read(row.file, shown);
+        EXPECT_EQ(shown, row.shown) << row.file << " <- " << row.content;
+    }
+}
+
 TEST_F(WorkingsetModelTest, AProcessIsInOneGroupAtATime) {
     WriteAll({{"monitor0/cgroup.procs", "7"}, {"monitor0/cgroup.procs", "5"}, {"monitor1/cgroup.procs", "7"}});
     EXPECT_EQ(Read("monitor0/cgroup.procs"), "5\n");

@@ -1,0 +1,280 @@
+// The executor against the kernel's files: what it writes in which state, and what is left when a file fails.
+
+#include "exact_preread/exact_preread_executor.h"
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/virtual_device_test.h"
+
+namespace ZYRA::ResourceSchedule {
+namespace {
+
+namespace fs = std::filesystem;
+using Effects = std::vector<std::string>;
+using enum ExecutorCommand;
+
+const std::string SCENE = "com.a/com.a";
+const std::string RECORDS = "/data/service/el1/public/ressched/workingset/";
+const std::string SCENE_LINE = "1000 42 com.a/com.a " + RECORDS + SCENE;
+
+class ExecutorTest : public Host::VirtualDeviceTest {
+protected:
+    void SetUp() override {
+        VirtualDeviceTest::SetUp();
+        fs::remove_all(RECORDS);
+        executor_ = std::make_unique<ExactPrereadExecutor>();
+        Bind(WorkTask::COLLECT);
+    }
+    void TearDown() override {
+        work_->ResetCurrentWork();
+        executor_.reset();
+        VirtualDeviceTest::TearDown();
+    }
+
+    void Bind(WorkTask task, int32_t pid = 42) {
+        SceneInfo scene{1000, pid, task, true, SCENE};
+        work_->BindNewScene(scene);
+    }
+    // Runs the command and gives what it did.
+    Effects Run(ExecutorCommand command) {
+        executor_->ExecuteCommand(command);
+        return TakeEffects();
+    }
+    void SetFault(const std::string& path, const std::string& operation, uint64_t skip = 0) {
+        device_->Apply(
+            {{"kernel",
+              {{"faults",
+                {{{"path", "/dev/workingset/" + path}, {"op", operation}, {"errno", "EIO"}, {"skip", skip}}}}}}});
+    }
+    void SetRecord(const std::string& state) { device_->Apply({{"scenes", {{SCENE, {{"record", state}}}}}}); }
+    void SetMonitor(const std::string& monitor, const std::string& state) {
+        device_->Apply({{"kernel", {{"monitors", {{monitor, {{"state", state}}}}}}}});
+    }
+
+    std::shared_ptr<WorkStateInfo> work_ = WorkStateInfo::GetInstance();
+    std::unique_ptr<ExactPrereadExecutor> executor_;
+};
+
+TEST_F(ExecutorTest, CollectPauseAndStopLeaveAFreeMonitor) {
+    EXPECT_EQ(Run(CMD_START_APP_STARTUP_COLLECT),
+              (Effects{"monitor0/workingset.data <- " + SCENE_LINE, "monitor0/workingset.state <- INWORKING",
+                       "monitor0/cgroup.procs <- 42"}));
+    EXPECT_EQ(work_->workState, WORK_BOUND | WORK_COLLECTING);
+    struct stat status {};
+    ASSERT_EQ(lstat((RECORDS + SCENE).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0600u);
+    ASSERT_EQ(lstat((RECORDS + "com.a").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0700u);
+    EXPECT_EQ(Run(CMD_PAUSE_COLLECT), (Effects{"monitor0/workingset.state <- PAUSED"}));
+    EXPECT_EQ(Run(CMD_PAUSE_COLLECT), Effects());
+    EXPECT_EQ(Run(CMD_PAUSE_ALL_COLLECT), (Effects{"cgroup.procs <- 42", "monitor0/workingset.state <- PAUSED"}));
+    EXPECT_EQ(work_->workState, WORK_BOUND | WORK_PAUSED);
+    EXPECT_EQ(Run(CMD_CONTINUE_APP_STARTUP_COLLECT), (Effects{"monitor0/cgroup.procs <- 42"}));
+    EXPECT_EQ(work_->workState, WORK_BOUND | WORK_COLLECTING);
+    EXPECT_EQ(Run(CMD_STOP_CURRENT), (Effects{"cgroup.procs <- 42", "monitor0/workingset.state <- STOP"}));
+    EXPECT_EQ(work_->workState, 0);
+    EXPECT_EQ(work_->monitorIdx, -1);
+}
+
+TEST_F(ExecutorTest, RecordStateDecidesWhatAPageStartDoes) {
+    const Effects bind = {"monitor0/workingset.data <- " + SCENE_LINE};
+    const std::string request = R"(request 8/0 {"appPid":"42","extType":"1010","index":"0"})";
+    const std::string inWorking = "monitor0/workingset.state <- INWORKING";
+    const Effects collect = {"monitor0/workingset.clearYoung <- 42", "monitor0/cgroup.procs <- 42"};
+    const struct {
+        std::string record;
+        Effects effects;
+        int workState;
+    } rows[] = {
+        {"absent", {bind[0], inWorking, collect[0], collect[1]}, WORK_BOUND | WORK_COLLECTING},
+        {"uptodate", {bind[0], request, inWorking}, WORK_BOUND | WORK_PREREADING},
+        {"older",
+         {bind[0], request, inWorking, collect[0], collect[1]},
+         WORK_BOUND | WORK_PREREADING | WORK_COLLECTING},
+    };
+    for (const auto& row : rows) {
+        SetRecord(row.record);
+        EXPECT_EQ(Run(CMD_START_APP_INTRA_PREREAD_COLLECT), row.effects) << row.record;
+        EXPECT_EQ(work_->workState, row.workState) << row.record;
+        executor_->ForceStopCurrentWork();
+        EXPECT_EQ(TakeEffects().back(), "monitor0/workingset.state <- ABORT") << row.record;
+        Bind(WorkTask::COLLECT);
+    }
+}
+
+// (a) Attaching fails, so the work is marked failed; (b) nothing touches the kernel any more, and nothing is logged
+// again; (c) the end is an abort.
+TEST_F(ExecutorTest, StopAfterFailureWritesAbort) {
+    SetFault("monitor0/cgroup.procs", "write");
+    Run(CMD_START_APP_STARTUP_COLLECT);
+    EXPECT_EQ(work_->workState, WORK_BOUND | WORK_FAILED);
+    EXPECT_EQ(CountLogs("execute cmd:0, str: Start_app_start_up_collect failed."), 1u);
+    for (const ExecutorCommand command : {CMD_START_APP_STARTUP_COLLECT, CMD_PAUSE_COLLECT, CMD_PAUSE_ALL_COLLECT,
+                                          CMD_CONTINUE_APP_STARTUP_COLLECT, CMD_START_APP_INTRA_PREREAD_COLLECT}) {
+        EXPECT_EQ(Run(command), Effects());
+    }
+    EXPECT_EQ(CountLogs("execute cmd:"), 1u);
+    EXPECT_EQ(Run(CMD_STOP_CURRENT), (Effects{"monitor0/workingset.state <- ABORT"}));
+    EXPECT_EQ(work_->workState, 0);
+}
+
+TEST_F(ExecutorTest, DetachStopsAtTheFirstProcessThatCannotBeMoved) {
+    for (const std::string pid : {"12", "13", "14"}) {
+        ASSERT_TRUE(SaveStringToFile("/dev/workingset/monitor1/cgroup.procs", pid, false));
+    }
+    TakeEffects();
+    SetFault("cgroup.procs", "write", 1);
+    EXPECT_FALSE(executor_->DetachAllProcessFromCgroup(1));
+    EXPECT_EQ(TakeEffects(), (Effects{"cgroup.procs <- 12", "cgroup.procs refuses 13"}));
+    EXPECT_EQ(ReadFile("/dev/workingset/monitor1/cgroup.procs"), "13\n14\n");
+}
+
+// A stop that the kernel refuses keeps the work as it is; the forced stop of the next scene ends it.
+TEST_F(ExecutorTest, RefusedStopKeepsTheWorkUntilItIsForced) {
+    Run(CMD_START_APP_STARTUP_COLLECT);
+    SetFault("monitor0/workingset.state", "write");
+    Run(CMD_STOP_CURRENT);
+    EXPECT_EQ(work_->workState, WORK_BOUND | WORK_COLLECTING | WORK_FAILED);
+    executor_->ForceStopCurrentWork();
+    EXPECT_EQ(TakeEffects(), (Effects{"monitor0/workingset.state <- ABORT"}));
+    EXPECT_EQ(work_->workState, 0);
+}
+
+// Only a scene that came to a regular pause is kept by a forced stop.
+TEST_F(ExecutorTest, ForcedStopKeepsOnlyWhatWasPaused) {
+    for (const auto& [task, word] : {std::pair{WorkTask::PAUSE_COLLECT, "STOP"}, {WorkTask::COLLECT, "ABORT"}}) {
+        Run(CMD_START_APP_STARTUP_COLLECT);
+        Run(CMD_PAUSE_COLLECT);
+        work_->sceneInfo.curTask = task;
+        executor_->ForceStopCurrentWork();
+        EXPECT_EQ(TakeEffects().back(), std::string("monitor0/workingset.state <- ") + word);
+        SetRecord("absent");
+        Bind(WorkTask::COLLECT);
+    }
+}
+
+TEST_F(ExecutorTest, FourthBusyReadingTakesTheFirstMonitorOver) {
+    SetMonitor("0", "INWORKING");
+    SetMonitor("1", "STUCK");
+    int8_t monitor = -1;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        EXPECT_FALSE(executor_->GetAvailableMonitor(monitor));
+        EXPECT_EQ(monitor, -1);
+    }
+    // Taken over even though the reset fails.
+    SetFault("monitor0/workingset.state", "write");
+    EXPECT_TRUE(executor_->GetAvailableMonitor(monitor));
+    EXPECT_EQ(monitor, 0);
+    EXPECT_EQ(CountLogs("ResetMonitor 0, abort failed."), 1u);
+    // The count of the second one goes on where it was.
+    monitor = -1;
+    EXPECT_TRUE(executor_->GetAvailableMonitor(monitor));
+    EXPECT_EQ(monitor, 1);
+    EXPECT_EQ(ReadFile("/dev/workingset/monitor1/workingset.state"), "ABORT");
+}
+
+TEST_F(ExecutorTest, SecondMonitorIsTakenAndKept) {
+    SetMonitor("0", "PAUSED");
+    Run(CMD_START_APP_STARTUP_PREREAD);
+    EXPECT_EQ(work_->monitorIdx, 1);
+    SetMonitor("0", "OUTOFWORK");
+    EXPECT_EQ(Run(CMD_START_APP_STARTUP_COLLECT).front(), "monitor1/workingset.data <- " + SCENE_LINE);
+}
+
+TEST_F(ExecutorTest, UnknownCommandsAndBadArgumentsTouchNothing) {
+    EXPECT_EQ(Run(static_cast<ExecutorCommand>(9)), Effects());
+    EXPECT_EQ(CountLogs("unexpected cmd: 9."), 1u);
+    EXPECT_EQ(work_->workState, 0);
+    std::string state;
+    EXPECT_FALSE(executor_->GetMonitorState(2, state));
+    EXPECT_FALSE(executor_->WriteSceneInfoToMonitor(work_->sceneInfo, -1));
+    EXPECT_FALSE(executor_->BindCurrentSceneToMonitor(2));
+    EXPECT_FALSE(executor_->ChangeMonitorPropertyContent("/dev/workingset/cgroup.procs", ""));
+    EXPECT_FALSE(executor_->ChangeMonitorPropertyContent("/dev/workingset/missing", "1"));
+    EXPECT_EQ(TakeEffects(), Effects());
+}
+
+TEST_F(ExecutorTest, RecordsAreRemovedFileByFile) {
+    ASSERT_TRUE(executor_->CreateSceneRecordFile("com.a/com.a"));
+    ASSERT_TRUE(executor_->CreateSceneRecordFile("com.a/Main.pages.Index"));
+    std::ofstream(RECORDS + "com.a/com.a") << "kept";
+    EXPECT_TRUE(executor_->CreateSceneRecordFile("com.a/com.a"));
+    EXPECT_EQ(ReadFile(RECORDS + "com.a/com.a"), "kept");
+    for (const std::string name : {"", "com.a", "/x", "com.a/"}) {
+        EXPECT_FALSE(executor_->CreateSceneRecordFile(name)) << name;
+    }
+    EXPECT_FALSE(executor_->CreateSceneRecordFile("com.a/" + std::string(300, 'x')));
+
+    fs::create_directory(RECORDS + "com.a/folder");
+    fs::create_symlink("/etc/passwd", RECORDS + "com.a/link");
+    EXPECT_FALSE(executor_->RemoveBundleRecord("com.a"));
+    EXPECT_FALSE(fs::exists(RECORDS + "com.a/com.a"));
+    EXPECT_TRUE(fs::exists(RECORDS + "com.a/folder"));
+    EXPECT_EQ(TakeEffects().size(), 2u);
+    fs::remove_all(RECORDS + "com.a/folder");
+    fs::remove(RECORDS + "com.a/link");
+    EXPECT_TRUE(executor_->RemoveBundleRecord("com.a"));
+    EXPECT_FALSE(executor_->RemoveBundleRecord("com.a"));
+    // What is not there still leaves the kernel's cache.
+    executor_->RemoveSceneRecord("com.a/com.a");
+    EXPECT_EQ(TakeEffects(), (Effects{"workingset.clearRecord <- com.a/com.a"}));
+}
+
+TEST_F(ExecutorTest, StatisticsAreAveragedAndReset) {
+    const struct {
+        std::string info;
+        std::string report;  // Empty for none.
+    } rows[] = {
+        {R"({"succ":4,"fail":1,"size":4096})", R"({"FAIL_CNT":1,"PREREAD_SIZE":1024,"SUCC_CNT":4})"},
+        {R"({"succ":0,"fail":2,"size":100})", R"({"FAIL_CNT":2,"PREREAD_SIZE":100,"SUCC_CNT":0})"},
+        {R"({"succ":1,"fail":0,"size":"0x10"})", R"({"FAIL_CNT":0,"PREREAD_SIZE":16,"SUCC_CNT":1})"},
+        {R"({"succ":0,"fail":0,"size":7})", ""},
+    };
+    for (const auto& row : rows) {
+        nlohmann::json patch;
+        patch["kernel"]["dfxinfo"] = nlohmann::json::parse(row.info);
+        device_->Apply(patch);
+        executor_->ReportExactPrereadDfx();
+        Effects expected = {"workingset.dfxinfo <- 0"};
+        if (!row.report.empty()) {
+            expected.push_back("EXACT_PREREAD_REPORT " + row.report);
+        }
+        EXPECT_EQ(TakeEffects(), expected) << row.info;
+    }
+}
+
+TEST_F(ExecutorTest, FailureCodesAreComparedAsTheyStand) {
+    const std::pair<std::string, std::string> rows[] = {
+        {"0", ""},
+        {"", ""},
+        {"1", "exact_preread create file page fail"},
+        {"2", "exact_preread read file page fail"},
+        {"7", "Unkown reason, please check log"},
+        {"1\n", "Unkown reason, please check log"},
+    };
+    for (const auto& [code, reason] : rows) {
+        device_->Kernel().Workingset().SetDfxError(code);
+        executor_->ReportExactPrereadFailureDfx(work_->sceneInfo);
+        const Effects effects = TakeEffects();
+        ASSERT_EQ(effects.size(), reason.empty() ? 0u : 1u) << code;
+        if (!reason.empty()) {
+            EXPECT_NE(effects[0].find(R"("FAIL_REASON":")" + reason), std::string::npos) << effects[0];
+            EXPECT_NE(effects[0].find(R"("BUNDLE_NAME":"com.a/com.a")"), std::string::npos) << effects[0];
+        }
+    }
+}
+
+TEST_F(ExecutorTest, FaultAroundIsSwitchedOnAndRecordsAreBackedUp) {
+    EXPECT_TRUE(executor_->EnableExactFaultAround());
+    EXPECT_EQ(ReadFile("/proc/sys/kernel/ws_fault_around"), "1\n");
+    EXPECT_TRUE(executor_->BackupAllRecords());
+    EXPECT_EQ(TakeEffects().back(), "monitor0/workingset.state <- BACKUP");
+    SetFault("monitor0/workingset.state", "open");
+    EXPECT_FALSE(executor_->BackupAllRecords());
+}
+
+}  // namespace
+}  // namespace ZYRA::ResourceSchedule

@@ -1,0 +1,149 @@
+// The manager on a virtual device: what reaches which feature, the hook on the shutdown, and the dump.
+
+#include "frame/io_sched_manager.h"
+
+#include "exact_preread/exact_preread.h"
+#include "frame/common/io_sched_event_callback.h"
+#include "frame/common/io_sched_event_util.h"
+#include "host/services/power_service.h"
+#include "tests/support/virtual_device_test.h"
+
+namespace ZYRA::ResourceSchedule {
+namespace {
+
+using Effects = std::vector<std::string>;
+
+class ManagerTest : public Host::VirtualDeviceTest {
+protected:
+    void TearDown() override {
+        manager_.Deinit();
+        VirtualDeviceTest::TearDown();
+    }
+    void Start() {
+        manager_.Init();
+        RunFor(0);
+        TakeEffects();
+    }
+    // Dispatches the event and lets what it posts without a delay run.
+    Effects Send(uint32_t resType, int64_t value, const nlohmann::json& payload) {
+        manager_.DispatchResource(std::make_shared<ResData>(ResData{resType, value, payload}));
+        RunFor(0);
+        return TakeEffects();
+    }
+    std::string Dump(const std::vector<std::string>& args) {
+        std::string result = "kept ";
+        manager_.Dump(args, result);
+        RunFor(0);
+        return result;
+    }
+
+    IOSchedManager& manager_ = IOSchedManager::GetInstance();
+};
+
+TEST_F(ManagerTest, ValuesOutsideTheRoutingDoNothing) {
+    Start();
+    const nlohmann::json start = {{"uid", "1000"}, {"bundleName", "com.example.mail"}};
+    const std::string line =
+        "monitor0/workingset.data <- 1000 0 com.example.mail/com.example.mail "
+        "/data/service/el1/public/ressched/workingset/com.example.mail/com.example.mail";
+    const struct {
+        uint32_t resType;
+        int64_t value;
+        Effects effects;
+    } rows[] = {
+        {27, 0, {}},
+        {27, 2, {}},
+        {150, 1, {}},
+        {0, 1, {}},
+        {0, 0, {"workingset.dfxinfo <- 0"}},
+        {48, 1, {}},
+        {48, 0, {R"(request 8/1 {"extType":"1010"})"}},
+        {10011, 0, {}},
+        {1, 1, {}},
+        {4242, 0, {}},
+        {27, 1, {line}},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Send(row.resType, row.value, start), row.effects) << row.resType << " " << row.value;
+    }
+    manager_.DispatchResource(nullptr);
+}
+
+TEST_F(ManagerTest, NothingIsHandledWhileDisabled) {
+    EXPECT_EQ(Send(48, 0, {}), Effects());
+    Start();
+    // Posted, and discarded with the queue.
+    manager_.DispatchResource(std::make_shared<ResData>(ResData{48, 0, {}}));
+    manager_.Deinit();
+    RunFor(10000);
+    EXPECT_EQ(TakeEffects(), Effects());
+    EXPECT_EQ(Dump({"-h"}), "kept ");
+    Start();
+    EXPECT_EQ(Send(48, 0, {}).size(), 1u);
+}
+
+TEST_F(ManagerTest, DumpTakesOneExactOption) {
+    Start();
+    EXPECT_EQ(Dump({"-h"}),
+              "kept         plugin name : libio_sched_plugin.z.so \n"
+              "                   -h: show the libio_sched_plugin help.\n"
+              "                   -s: send cust protect_lru config.\n"
+              "                   -dfx: report exact_preread statistic.\n");
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{}, {"-h", "-h"}, {"-H"}, {"--help"}, {"-dfx "}, {""}}) {
+        EXPECT_EQ(Dump(args), "kept ");
+    }
+    EXPECT_EQ(TakeEffects(), Effects());
+    EXPECT_EQ(Dump({"-s"}), "kept test protect_lru SetCacheFile");
+    EXPECT_EQ(TakeEffects(), (Effects{R"(request 8/1 {"extType":"1010"})"}));
+    EXPECT_EQ(Dump({"-dfx"}), "kept ");
+    EXPECT_EQ(TakeEffects(), (Effects{"workingset.dfxinfo <- 0"}));
+}
+
+// (a) The power manager is missing at the start; (b) it comes 5 s later, between two tries; (c) the next try registers,
+// once; (d) after the plugin has been disabled nothing is registered any more.
+TEST_F(ManagerTest, ShutdownIsHookedOnceThePowerManagerIsThere) {
+    device_->Apply({{"services", {{"3301", false}}}});
+    Start();
+    RunFor(5000);
+    device_->Apply({{"services", {{"3301", true}}}});
+    EXPECT_EQ(Host::PowerService::GetInstance().Shutdown(), 0u);
+    RunFor(999);
+    EXPECT_EQ(CountLogs("Register ShutdownCallback success"), 0u);
+    RunFor(1);
+    EXPECT_EQ(CountLogs("[RegisterShutdownCallback:]Register ShutdownCallback success"), 1u);
+    RunFor(10000);
+    EXPECT_EQ(CountLogs("Register ShutdownCallback success"), 1u);
+    EXPECT_EQ(Host::PowerService::GetInstance().Shutdown(), 1u);
+    EXPECT_EQ(TakeEffects(), (Effects{"monitor0/workingset.state <- BACKUP", "workingset.dfxinfo <- 0"}));
+    manager_.Deinit();
+    EXPECT_EQ(Host::PowerService::GetInstance().Shutdown(), 0u);
+}
+
+TEST_F(ManagerTest, BatteryCountsAsChargingInTwoOfItsStates) {
+    Start();
+    const auto callback = IOSchedEventUtil::GetInstance().GetIOSchedEventCallback();
+    ASSERT_NE(callback, nullptr);
+    for (const auto& [status, expected] :
+         std::vector<std::pair<int, bool>>{{0, false}, {1, true}, {2, false}, {3, true}, {4, false}}) {
+        device_->Apply({{"charging", status}});
+        EXPECT_EQ(callback->OnBatteryStateChange(), expected) << status;
+    }
+}
+
+TEST_F(ManagerTest, FirstRegisteredCallbackStays) {
+    Start();
+    const auto first = IOSchedEventUtil::GetInstance().GetIOSchedEventCallback();
+    EXPECT_TRUE(IOSchedEventUtil::GetInstance().RegisterIOSchedEventCallback(nullptr));
+    EXPECT_EQ(IOSchedEventUtil::GetInstance().GetIOSchedEventCallback(), first);
+    first->OnTopSceneDecay(std::make_shared<std::vector<std::string>>());
+    EXPECT_EQ(TakeEffects(), Effects());
+    first->OnTopSceneDecay(std::make_shared<std::vector<std::string>>(std::vector<std::string>{"com.a/x", "com.b/y"}));
+    EXPECT_EQ(TakeEffects(), (Effects{"workingset.clearRecord <- com.a/x", "workingset.clearRecord <- com.b/y"}));
+    manager_.Deinit();
+    first->OnTopSceneDecay(std::make_shared<std::vector<std::string>>(std::vector<std::string>{"com.a/x"}));
+    EXPECT_EQ(TakeEffects(), Effects());
+}
+
+}  // namespace
+}  // namespace ZYRA::ResourceSchedule

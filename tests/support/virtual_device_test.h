@@ -1,0 +1,74 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/replay/virtual_device.h"
+#include "host/runtime/journal.h"
+#include "host/runtime/virtual_runtime.h"
+#include "platform/file_util.h"
+
+namespace ZYRA::Host {
+
+// A virtual device on virtual time, and what happened on it. The test drives the clock.
+class VirtualDeviceTest : public ::testing::Test, private JournalSink {
+protected:
+    void SetUp() override {
+        TaskRuntime::Install(runtime_);
+        Journal::GetInstance().AddSink(this);
+        std::string error;
+        device_ = VirtualDevice::Start(DeviceModel(), error);
+        ASSERT_NE(device_, nullptr) << error;
+    }
+    void TearDown() override {
+        device_.reset();
+        Journal::GetInstance().RemoveSink(this);
+        TaskRuntime::InstallDefault();
+    }
+
+    void RunFor(int64_t ms) { runtime_.RunUntil(runtime_.ElapsedUs() + ms * 1000); }
+
+    static std::string ReadFile(const std::string& path) {
+        std::string content;
+        return LoadStringFromFile(path, content) ? content : "errno " + std::to_string(errno);
+    }
+
+    // Takes what has happened since the last call: accepted and refused writes as "file <- content", requests as
+    // "request TYPE/VALUE", system events as "NAME {parameters}".
+    std::vector<std::string> TakeEffects() { return std::exchange(effects_, {}); }
+
+    size_t CountLogs(const std::string& text) const {
+        return static_cast<size_t>(std::count_if(logs_.begin(), logs_.end(), [&text](const std::string& log) {
+            return log.find(text) != std::string::npos;
+        }));
+    }
+
+    VirtualRuntime runtime_{1750000000};
+    std::unique_ptr<VirtualDevice> device_;
+
+private:
+    void OnEntry(const JournalEntry& entry) override {
+        if (const auto* log = std::get_if<LogEntry>(&entry.fact)) {
+            logs_.push_back(log->text);
+        } else if (const auto* write = std::get_if<FileWriteEntry>(&entry.fact)) {
+            const std::string file = write->path.substr(std::string("/dev/workingset/").size());
+            effects_.push_back(file + (write->error == 0 ? " <- " : " refuses ") + write->content);
+        } else if (const auto* request = std::get_if<RequestEntry>(&entry.fact)) {
+            effects_.push_back("request " + std::to_string(request->resType) + "/" + std::to_string(request->value) +
+                               " " + request->payload.dump());
+        } else if (std::holds_alternative<SysEventEntry>(entry.fact)) {
+            const auto line = nlohmann::json::parse(ToJsonLine(entry));
+            effects_.push_back(line["name"].get<std::string>() + " " + line["params"].dump());
+        }
+    }
+
+    std::vector<std::string> logs_;
+    std::vector<std::string> effects_;
+};
+
+}  // namespace ZYRA::Host
