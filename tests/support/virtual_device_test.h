@@ -6,12 +6,14 @@
 #include <cerrno>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/replay/virtual_device.h"
 #include "host/runtime/journal.h"
 #include "host/runtime/virtual_runtime.h"
 #include "platform/file_util.h"
+#include "platform/mutex.h"
 
 namespace ZYRA::Host {
 
@@ -40,9 +42,13 @@ protected:
 
     // Takes what has happened since the last call: accepted and refused writes as "file <- content", requests as
     // "request TYPE/VALUE", system events as "NAME {parameters}".
-    std::vector<std::string> TakeEffects() { return std::exchange(effects_, {}); }
+    std::vector<std::string> TakeEffects() {
+        MutexLock lock(mutex_);
+        return std::exchange(effects_, {});
+    }
 
-    size_t CountLogs(const std::string& text) const {
+    size_t CountLogs(const std::string& text) {
+        MutexLock lock(mutex_);
         return static_cast<size_t>(std::count_if(logs_.begin(), logs_.end(), [&text](const std::string& log) {
             return log.find(text) != std::string::npos;
         }));
@@ -52,7 +58,9 @@ protected:
     std::unique_ptr<VirtualDevice> device_;
 
 private:
+    // Writes come from the facility's threads.
     void OnEntry(const JournalEntry& entry) override {
+        MutexLock lock(mutex_);
         if (const auto* log = std::get_if<LogEntry>(&entry.fact)) {
             logs_.push_back(log->text);
         } else if (const auto* write = std::get_if<FileWriteEntry>(&entry.fact)) {
@@ -67,8 +75,9 @@ private:
         }
     }
 
-    std::vector<std::string> logs_;
-    std::vector<std::string> effects_;
+    Mutex mutex_;
+    std::vector<std::string> logs_ GUARDED_BY(mutex_);
+    std::vector<std::string> effects_ GUARDED_BY(mutex_);
 };
 
 }  // namespace ZYRA::Host
