@@ -27,6 +27,7 @@ constexpr char STATE_OUTOFWORK[] = "OUTOFWORK";
 constexpr char STATE_PAUSED[] = "PAUSED";
 constexpr char STATE_STOP[] = "STOP";
 constexpr char STATE_ABORT[] = "ABORT";
+constexpr char STATE_PREREAD[] = "PREREAD";
 constexpr char STATE_BACKUP[] = "BACKUP";
 
 constexpr int8_t MONITOR_COUNT = 2;

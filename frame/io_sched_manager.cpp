@@ -50,8 +50,10 @@ IOSchedManager::IOSchedManager() {
     IolimitHandler::GetInstance();
 }
 
-// A library that is unloaded, or a process that ends, without having disabled the plugin must not leave a thread behind
-// in its code, nor a shutdown callback in the platform. After a Deinit there is nothing to do and nothing is logged.
+// The host disables the plugin before it unloads it; then there is nothing to do here and nothing is logged. Should it
+// not have, the shutdown callback and the queues are taken back as well as they can be. That cannot replace the
+// disabling: the queues' threads end while the loader holds its lock, and a shutdown may be under way on a thread of
+// the platform.
 IOSchedManager::~IOSchedManager() {
     RunGuarded("~IOSchedManager", [this]() {
         MutexLock lifeCycle(lifeCycleMutex_);

@@ -88,7 +88,7 @@ std::string FuseServer::TryStart(const std::string& mountPoint) {
     context_ = std::make_unique<FuseContext>(FuseContext{tree_, *calls_, getuid(), getgid()});
     std::promise<std::string> started;
     server_ = StartQuietThread("kernel_fuse", [this, &started] { ServeFirst(started); });
-    const std::string error = started.get_future().get();
+    std::string error = started.get_future().get();
     if (!error.empty()) {
         return error;
     }

@@ -1,43 +1,21 @@
 // The manager on a virtual device: what reaches which feature, the hook on the shutdown, and the dump.
 
-#include "frame/io_sched_manager.h"
-
-#include "exact_preread/exact_preread.h"
 #include "frame/common/io_sched_event_callback.h"
 #include "frame/common/io_sched_event_util.h"
 #include "host/services/power_service.h"
-#include "tests/support/virtual_device_test.h"
+#include "tests/support/plugin_on_device_test.h"
 
 namespace ZYRA::ResourceSchedule {
 namespace {
 
-using Effects = std::vector<std::string>;
-
-class ManagerTest : public Host::VirtualDeviceTest {
+class ManagerTest : public PluginOnDeviceTest {
 protected:
-    void TearDown() override {
-        manager_.Deinit();
-        VirtualDeviceTest::TearDown();
-    }
-    void Start() {
-        manager_.Init();
-        RunFor(0);
-        TakeEffects();
-    }
-    // Dispatches the event and lets what it posts without a delay run.
-    Effects Send(uint32_t resType, int64_t value, const nlohmann::json& payload) {
-        manager_.DispatchResource(std::make_shared<ResData>(ResData{resType, value, payload}));
-        RunFor(0);
-        return TakeEffects();
-    }
     std::string Dump(const std::vector<std::string>& args) {
         std::string result = "kept ";
         manager_.Dump(args, result);
         RunFor(0);
         return result;
     }
-
-    IOSchedManager& manager_ = IOSchedManager::GetInstance();
 };
 
 TEST_F(ManagerTest, ValuesOutsideTheRoutingDoNothing) {
