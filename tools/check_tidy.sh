@@ -1,10 +1,11 @@
 #!/bin/bash
-# Runs clang-tidy over our .cpp files, two at a time; what it finds is an error (.clang-tidy says what it looks for).
-# A .cpp file that no build compiles is an error too: it would be neither checked nor, if it is a test, run.
+# Runs clang-tidy over our .cpp files, as many at a time as there are processors; what it finds is an error (.clang-tidy
+# says what it looks for). The tests are left to the compilers' warnings and the sanitizers: reading them takes as long
+# as all the rest. A .cpp file that no build compiles is an error, a test too: it would be neither checked nor run.
 #
 # Usage: tools/check_tidy.sh BUILD-DIR... [-- FILE...]
 #   BUILD-DIR   holds a compile_commands.json; a file is checked as the first build that compiles it does
-#   FILE        check just these (paths from the root)
+#   FILE        check just these (paths from the root), tests as well
 #
 # Exit codes: 0 nothing found, 1 something found, 2 bad usage.
 set -euo pipefail
@@ -19,8 +20,9 @@ done
 [ ${#builds[@]} -gt 0 ] || { echo "usage: tools/check_tidy.sh BUILD-DIR... [-- FILE...]" >&2; exit 2; }
 [ $# -eq 0 ] || shift
 
-# The tests are left to the compilers' warnings and the sanitizers: they are read more often than they change.
-mapfile -t files < <(if [ $# -gt 0 ]; then printf '%s\n' "$@"; else tools/sources.sh '*.cpp' ':!tests'; fi)
+named=$#
+# What tests/compile/ holds must not compile as it stands; its tests run the compiler themselves.
+mapfile -t files < <(if [ $# -gt 0 ]; then printf '%s\n' "$@"; else tools/sources.sh '*.cpp' ':!tests/compile'; fi)
 [ ${#files[@]} -gt 0 ] || { echo "check_tidy: there are no files to check" >&2; exit 2; }
 
 declare -A build_of=()
@@ -33,11 +35,11 @@ done
 failed=0
 jobs=()
 for file in "${files[@]}"; do
-    if [ -n "${build_of[$file]:-}" ]; then
-        jobs+=("${build_of[$file]}" "$file")
-    else
+    if [ -z "${build_of[$file]:-}" ]; then
         echo "$file: no build compiles this file"
         failed=1
+    elif [ "$named" -gt 0 ] || [[ $file != tests/* ]]; then
+        jobs+=("${build_of[$file]}" "$file")
     fi
 done
 
@@ -55,4 +57,4 @@ if [ ${#jobs[@]} -gt 0 ]; then
     printf '%s\n' "${jobs[@]}" | xargs -d '\n' -n 2 -P "$(nproc)" bash -c 'check_one "$1" "$2"' check_one || failed=1
 fi
 [ "$failed" -eq 0 ] || exit 1
-echo "clang-tidy: ${#files[@]} files"
+echo "clang-tidy: $((${#jobs[@]} / 2)) files read, ${#files[@]} compiled"

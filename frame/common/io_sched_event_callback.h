@@ -11,8 +11,8 @@ namespace ZYRA::ResourceSchedule {
 
 // How the features reach the plugin's queues. While the plugin is disabled every operation does nothing (the battery
 // query excepted). Any thread, a task of the plugin's queues included. Every operation but the battery query takes the
-// manager's main lock, so none may be called with that lock held, nor by the
-// destructor of anything that a posted task holds: cancelling destroys the task under that lock.
+// manager's main lock, so none may be called with that lock held, nor by the destructor of anything that a posted task
+// holds: cancelling destroys the task under that lock.
 class IOSchedEventCallback {
 public:
     virtual ~IOSchedEventCallback() = default;
