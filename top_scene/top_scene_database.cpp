@@ -1,6 +1,69 @@
 #include "top_scene/top_scene_database.h"
 
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "frame/common/common_util.h"
+#include "frame/common/io_sched_log.h"
+#include "top_scene/top_scene_schema.h"
+
 namespace ZYRA::ResourceSchedule {
+
+namespace {
+
+constexpr int DB_OK = 0;
+constexpr int DB_FAILED = -1;
+
+constexpr mode_t FOLDER_MODE = 0700;
+
+// The history table's only row.
+constexpr int32_t HISTORY_ID = 1;
+
+std::string Bracketed(const char* identifier) {
+    return std::string("[") + identifier + "]";
+}
+
+std::string WhereEquals(const char* column) {
+    return std::string(column) + "=?";
+}
+
+using Batch = std::vector<std::vector<VariantValue>>;
+
+// One list of arguments for each row.
+template <typename Rows, typename ToArgs>
+Batch BatchOf(const Rows& rows, ToArgs toArgs) {
+    Batch batch;
+    batch.reserve(rows.size());
+    for (const auto& row : rows) {
+        batch.push_back(toArgs(row));
+    }
+    return batch;
+}
+
+std::string WithWhere(const std::string& sql, const std::string& whereClause) {
+    return whereClause.empty() ? sql : sql + " WHERE " + whereClause;
+}
+
+}  // namespace
+
+TopSceneDatabase::TopSceneDatabase(const std::string& name, const std::string& dir) : SqliteUtil(name, dir) {
+    if (access(dir.c_str(), F_OK) != 0 && mkdir(dir.c_str(), FOLDER_MODE) != 0) {
+        IOSCHED_LOGE("create top scene database dir failure, errno:%{public}d", errno);
+        return;
+    }
+    SqliteUtil::Open();
+    CreateTempSceneRecordTable();
+    CreateTopSceneRecordTable();
+    CreateTrainHistoryRecordTable();
+}
+
+TopSceneDatabase::~TopSceneDatabase() {
+    SqliteUtil::Close();
+}
 
 bool TopSceneDatabase::ParseSceneName(const std::string& sceneName, std::string& bundleName,
                                       std::string& appIntraSceneName) {
@@ -11,6 +74,347 @@ bool TopSceneDatabase::ParseSceneName(const std::string& sceneName, std::string&
     bundleName = sceneName.substr(0, slash);
     appIntraSceneName = sceneName.substr(slash + 1);
     return true;
+}
+
+int TopSceneDatabase::CreateTempSceneRecordTable() const {
+    const std::string sql = "CREATE TABLE IF NOT EXISTS " + Bracketed(TEMP_SCENE_TABLE) + " ( " +
+                            Bracketed(SCENE_NAME) + " TEXT PRIMARY KEY NOT NULL," + Bracketed(LAUNCHED_COUNT) +
+                            " INTEGER NOT NULL DEFAULT 0)";
+    if (ExecuteSql(sql) != SQLITE_UTIL_OK) {
+        IOSCHED_LOGE("failed to create temp_scene_table.");
+        return DB_FAILED;
+    }
+    return DB_OK;
+}
+
+int TopSceneDatabase::CreateTopSceneRecordTable() const {
+    const std::string sql = "CREATE TABLE IF NOT EXISTS " + Bracketed(TOP_SCENE_TABLE) + " (" +
+                            Bracketed(TOP_SCENE_ID) + " INTEGER PRIMARY KEY," + Bracketed(BUNDLE_NAME) +
+                            " TEXT NOT NULL," + Bracketed(APP_INTRA_SCENE_NAME) + " TEXT NOT NULL," +
+                            Bracketed(LAUNCHED_COUNT) + " INTEGER NOT NULL DEFAULT 0," +
+                            Bracketed(DECAY_LAUNCHED_COUNT) + " REAL NOT NULL DEFAULT 0," + Bracketed(IS_TOP_SCENE) +
+                            " INTEGER NOT NULL DEFAULT 0," + Bracketed(IS_DELETED) +
+                            " INTEGER NOT NULL DEFAULT 0,CONSTRAINT " + Bracketed(UNIQUE_CONSTRAINT) + " UNIQUE (" +
+                            Bracketed(BUNDLE_NAME) + " ASC, " + Bracketed(APP_INTRA_SCENE_NAME) + " ASC))";
+    if (ExecuteSql(sql) != SQLITE_UTIL_OK) {
+        IOSCHED_LOGE("failed to create top_scene_table.");
+        return DB_FAILED;
+    }
+    return DB_OK;
+}
+
+int TopSceneDatabase::CreateTrainHistoryRecordTable() const {
+    // The two blanks and the default, which no row ever takes, are part of the files that exist.
+    const std::string createSql = "CREATE TABLE IF NOT EXISTS " + Bracketed(TRAIN_HISTORY_TABLE) + " (" +
+                                  Bracketed(TRAIN_HISTORY_ID) + " INTEGER  PRIMARY KEY," + Bracketed(TRAIN_TIMES) +
+                                  " INTEGER NOT NULL DEFAULT 0," + Bracketed(LAST_TRAIN_TIME) +
+                                  " INTEGER NOT NULL DEFAULT CURRENT_TIMESTAMP)";
+    if (ExecuteSql(createSql) != SQLITE_UTIL_OK) {
+        IOSCHED_LOGE("failed to creat train_history_table.");
+        return DB_FAILED;
+    }
+    const std::string insertSql = "INSERT OR IGNORE INTO " + Bracketed(TRAIN_HISTORY_TABLE) + " (" +
+                                  Bracketed(TRAIN_HISTORY_ID) + ", " + Bracketed(TRAIN_TIMES) + ", " +
+                                  Bracketed(LAST_TRAIN_TIME) + ") VALUES(" + std::to_string(HISTORY_ID) + ", 0, " +
+                                  std::to_string(CommonUtil::GetCurrentTimestamp()) + ")";
+    if (ExecuteSql(insertSql) != SQLITE_UTIL_OK) {
+        IOSCHED_LOGE("failed to insert train history item.");
+        return DB_FAILED;
+    }
+    return DB_OK;
+}
+
+std::string TopSceneDatabase::CreatePreparedQuerySql(const std::string& table, const std::vector<std::string>& columns,
+                                                     const std::string& whereClause) {
+    std::string sql = "SELECT ";
+    if (columns.empty()) {
+        sql += "* ";
+    } else {
+        AppendQueryColumns(sql, columns);
+    }
+    return WithWhere(sql + "FROM " + table, whereClause);
+}
+
+void TopSceneDatabase::AppendQueryColumns(std::string& sql, const std::vector<std::string>& columns) {
+    const char* separator = "";
+    for (const std::string& column : columns) {
+        sql += separator + column;
+        separator = ", ";
+    }
+    sql += " ";
+}
+
+int TopSceneDatabase::Query(std::vector<ValuesBucket>& rows, const std::string& table,
+                            const std::vector<std::string>& columns, const std::string& whereClause,
+                            const std::vector<VariantValue>& whereArgs) const {
+    const std::string sql = CreatePreparedQuerySql(table, columns, whereClause);
+    IOSCHED_LOGD("querySql: %{public}s", sql.c_str());
+    const auto statement = CreateSqliteStatement(sql);
+    if (statement->PrepareAndBindArguments(whereArgs) != SQLITE_UTIL_OK) {
+        return DB_FAILED;
+    }
+    const int32_t columnCount = statement->GetColumnCount();
+    int32_t result = statement->Step();
+    for (; result == SQLITE_ROW; result = statement->Step()) {
+        ValuesBucket& row = rows.emplace_back();
+        for (int32_t column = 0; column < columnCount; ++column) {
+            row.Put(statement->GetColumnName(column), statement->GetValue(column));
+        }
+    }
+    return result == SQLITE_DONE ? DB_OK : DB_FAILED;
+}
+
+int TopSceneDatabase::Update(const std::string& table, const ValuesBucket& values, const std::string& whereClause,
+                             const std::vector<VariantValue>& whereArgs) const {
+    if (table.empty() || values.IsEmpty()) {
+        return DB_FAILED;
+    }
+    std::string sql = "UPDATE " + table + " SET ";
+    std::vector<VariantValue> args;
+    const char* separator = "";
+    for (const auto& [column, value] : values.GetAllKeyValue()) {
+        sql += separator + column + "=?";
+        separator = ", ";
+        args.push_back(value);
+    }
+    args.insert(args.end(), whereArgs.begin(), whereArgs.end());
+    sql = WithWhere(sql, whereClause);
+    IOSCHED_LOGD("update: %{public}s", sql.c_str());
+    return ExecuteUpdate(sql, args);
+}
+
+int TopSceneDatabase::Delete(const std::string& table, const std::string& whereClause,
+                             const std::vector<VariantValue>& whereArgs) const {
+    const std::string sql = WithWhere("DELETE FROM " + table, whereClause);
+    IOSCHED_LOGD("deleteSql: %{public}s", sql.c_str());
+    return ExecuteUpdate(sql, whereArgs);
+}
+
+int TopSceneDatabase::ExecuteUpdate(const std::string& sql, const std::vector<VariantValue>& args) const {
+    const auto statement = CreateSqliteStatement(sql);
+    if (statement->PrepareAndBindArguments(args) != SQLITE_UTIL_OK) {
+        return DB_FAILED;
+    }
+    return statement->Step() == SQLITE_DONE ? DB_OK : DB_FAILED;
+}
+
+int TopSceneDatabase::ExecuteSqlWithBatchArgs(const std::string& sql,
+                                              const std::vector<std::vector<VariantValue>>& batch) const {
+    const auto statement = CreateSqliteStatement(sql);
+    if (statement->Prepare() != SQLITE_UTIL_OK) {
+        return DB_FAILED;
+    }
+    for (const std::vector<VariantValue>& args : batch) {
+        if (const int32_t result = statement->BindArguments(args); result != SQLITE_UTIL_OK) {
+            IOSCHED_LOGE("bind argument failed. %{public}d", result);
+            return DB_FAILED;
+        }
+        if (statement->Step() != SQLITE_DONE) {
+            IOSCHED_LOGE("failed, errMsg: %{public}s", SpitError().c_str());
+            return DB_FAILED;
+        }
+        statement->Reset();
+    }
+    return DB_OK;
+}
+
+int TopSceneDatabase::ExecuteInTransaction(std::initializer_list<std::function<int()>> changes) const {
+    // Rolls back whatever did not reach the end, also when the transaction could not begin: should one have been left
+    // open, everything written later would be lost with it.
+    struct Rollback {
+        const SqliteUtil& database;
+        bool isWanted = true;
+        ~Rollback() {
+            if (isWanted) {
+                database.RollbackTransaction();
+            }
+        }
+    } rollback{*this};
+    if (BeginTransaction() != SQLITE_UTIL_OK) {
+        return DB_FAILED;
+    }
+    for (const std::function<int()>& change : changes) {
+        if (change() != DB_OK) {
+            return DB_FAILED;
+        }
+    }
+    if (CommitTransaction() != SQLITE_UTIL_OK) {
+        return DB_FAILED;
+    }
+    rollback.isWanted = false;
+    return DB_OK;
+}
+
+int TopSceneDatabase::QueryTrainStatus(int& trainTimes, long& lastTrainTime) const {
+    std::vector<ValuesBucket> rows;
+    const int result = Query(rows, TRAIN_HISTORY_TABLE, {}, WhereEquals(TRAIN_HISTORY_ID), {HISTORY_ID});
+    if (result != DB_OK || rows.size() != 1) {
+        IOSCHED_LOGE("unexecpted record num.");
+        return DB_FAILED;
+    }
+    TrainHistoryRecord record;
+    TrainHistoryRecord::TranslateToTopSceneRecord(rows.front(), record);
+    trainTimes = record.trainTimes;
+    lastTrainTime = record.lastTrainTime;
+    return DB_OK;
+}
+
+int TopSceneDatabase::UpdateTrainStatus(int trainTimes, long lastTrainTime) const {
+    ValuesBucket values;
+    values.Put(TRAIN_TIMES, trainTimes);
+    values.Put(LAST_TRAIN_TIME, lastTrainTime);
+    if (Update(TRAIN_HISTORY_TABLE, values, WhereEquals(TRAIN_HISTORY_ID), {HISTORY_ID}) != DB_OK) {
+        IOSCHED_LOGE("update train status failed.");
+        return DB_FAILED;
+    }
+    return DB_OK;
+}
+
+int TopSceneDatabase::AddTempScene(const std::unordered_map<std::string, int>& scenes) const {
+    const std::string sql = "INSERT INTO " + Bracketed(TEMP_SCENE_TABLE) + " (" + Bracketed(SCENE_NAME) + ", " +
+                            Bracketed(LAUNCHED_COUNT) + ") VALUES(?, ?) ON CONFLICT (" + Bracketed(SCENE_NAME) +
+                            ") DO UPDATE SET " + Bracketed(LAUNCHED_COUNT) + " = " + Bracketed(LAUNCHED_COUNT) + " + ?";
+    IOSCHED_LOGD("upsertSql: %{public}s", sql.c_str());
+    const auto toArgs = [](const auto& scene) -> Batch::value_type {
+        return {scene.first, scene.second, scene.second};
+    };
+    if (ExecuteSqlWithBatchArgs(sql, BatchOf(scenes, toArgs)) != DB_OK) {
+        IOSCHED_LOGE("batch insert temp scene failed.");
+        return DB_FAILED;
+    }
+    return DB_OK;
+}
+
+int TopSceneDatabase::QueryAllTempScene(std::vector<TempSceneRecord>& scenes) const {
+    std::vector<ValuesBucket> rows;
+    const int result = Query(rows, TEMP_SCENE_TABLE, {}, "", {});
+    for (const ValuesBucket& row : rows) {
+        TempSceneRecord::TranslateToTempSceneRecord(row, scenes.emplace_back());
+    }
+    return result;
+}
+
+int TopSceneDatabase::DeleteAllTempScene() const {
+    if (Delete(TEMP_SCENE_TABLE, "", {}) != DB_OK) {
+        IOSCHED_LOGE("failed to update train status.");
+        return DB_FAILED;
+    }
+    return DB_OK;
+}
+
+int TopSceneDatabase::UpdateOriginDecayLaunchCnt(double factor) const {
+    const std::string sql = "UPDATE " + Bracketed(TOP_SCENE_TABLE) + " SET " + Bracketed(DECAY_LAUNCHED_COUNT) +
+                            " = ? * " + Bracketed(DECAY_LAUNCHED_COUNT);
+    IOSCHED_LOGD("updateSql: %{public}s", sql.c_str());
+    const auto statement = CreateSqliteStatement(sql);
+    if (statement->PrepareAndBindArguments({factor}) != SQLITE_UTIL_OK) {
+        return DB_FAILED;
+    }
+    const int32_t result = statement->Step();
+    if (result == SQLITE_ROW) {
+        IOSCHED_LOGE("Queries can be performed using query");
+    }
+    return result == SQLITE_DONE ? DB_OK : DB_FAILED;
+}
+
+int TopSceneDatabase::UpsertTopScene(const std::vector<TempSceneRecord>& scenes) const {
+    const std::string sql = "INSERT INTO " + Bracketed(TOP_SCENE_TABLE) + " (" + Bracketed(BUNDLE_NAME) + ", " +
+                            Bracketed(APP_INTRA_SCENE_NAME) + ", " + Bracketed(LAUNCHED_COUNT) + ", " +
+                            Bracketed(DECAY_LAUNCHED_COUNT) + ") VALUES(?, ?, ?, ?) ON CONFLICT (" +
+                            Bracketed(BUNDLE_NAME) + ", " + Bracketed(APP_INTRA_SCENE_NAME) + ") DO UPDATE SET " +
+                            Bracketed(LAUNCHED_COUNT) + " = " + Bracketed(LAUNCHED_COUNT) + " + ?, " +
+                            Bracketed(DECAY_LAUNCHED_COUNT) + " = " + Bracketed(DECAY_LAUNCHED_COUNT) + " + ?";
+    IOSCHED_LOGD("upsertSql: %{public}s", sql.c_str());
+    Batch batch;
+    batch.reserve(scenes.size());
+    for (const TempSceneRecord& scene : scenes) {
+        std::string bundleName;
+        std::string appIntraSceneName;
+        if (ParseSceneName(scene.sceneName, bundleName, appIntraSceneName)) {
+            const int32_t count = scene.launchedCount;
+            batch.push_back({bundleName, appIntraSceneName, count, count, count, count});
+        }
+    }
+    if (ExecuteSqlWithBatchArgs(sql, batch) != DB_OK) {
+        IOSCHED_LOGE("batch insert temp scene failed.");
+        return DB_FAILED;
+    }
+    return DB_OK;
+}
+
+int TopSceneDatabase::UpdateTopSceneData(double factor, const std::vector<TempSceneRecord>& scenes) const {
+    const int result =
+        ExecuteInTransaction({[&] { return UpdateOriginDecayLaunchCnt(factor); },
+                              [&] { return UpsertTopScene(scenes); }, [&] { return DeleteAllTempScene(); }});
+    if (result != DB_OK) {
+        IOSCHED_LOGE("failed to update top scene.");
+    }
+    return result;
+}
+
+int TopSceneDatabase::QueryActiveTopScene(std::vector<TopSceneRecord>& scenes) const {
+    std::vector<ValuesBucket> rows;
+    const int result = Query(rows, TOP_SCENE_TABLE, {}, WhereEquals(IS_DELETED), {false});
+    for (const ValuesBucket& row : rows) {
+        TopSceneRecord::TranslateToTopSceneRecord(row, scenes.emplace_back());
+    }
+    return result;
+}
+
+int TopSceneDatabase::UpdateTopSceneDeletedStatus(const std::vector<int>& ids) const {
+    const std::string sql = "UPDATE " + Bracketed(TOP_SCENE_TABLE) + " SET " + Bracketed(IS_DELETED) + " = ? WHERE " +
+                            Bracketed(TOP_SCENE_ID) + " = ?";
+    IOSCHED_LOGD("updateSql: %{public}s", sql.c_str());
+    const auto toArgs = [](int id) -> Batch::value_type { return {true, id}; };
+    if (ExecuteSqlWithBatchArgs(sql, BatchOf(ids, toArgs)) != DB_OK) {
+        IOSCHED_LOGE("batch update top scene delete status failed.");
+        return DB_FAILED;
+    }
+    return DB_OK;
+}
+
+int TopSceneDatabase::UpdateTopSceneIsTopStatus(const std::vector<TopSceneRecord>& records) const {
+    const std::string sql = "UPDATE " + Bracketed(TOP_SCENE_TABLE) + " SET " + Bracketed(IS_TOP_SCENE) + " = ? WHERE " +
+                            Bracketed(TOP_SCENE_ID) + " = ?";
+    IOSCHED_LOGD("updateSql: %{public}s", sql.c_str());
+    const auto toArgs = [](const TopSceneRecord& record) -> Batch::value_type {
+        return {record.isTopScene, record.topSceneId};
+    };
+    if (ExecuteSqlWithBatchArgs(sql, BatchOf(records, toArgs)) != DB_OK) {
+        IOSCHED_LOGE("batch update top scene delete status failed.");
+        return DB_FAILED;
+    }
+    return DB_OK;
+}
+
+int TopSceneDatabase::DeleteTopScene(const std::vector<int>& ids) const {
+    const std::string sql = "DELETE FROM " + Bracketed(TOP_SCENE_TABLE) + " WHERE " + Bracketed(TOP_SCENE_ID) + " = ?";
+    IOSCHED_LOGD("deleteSql: %{public}s", sql.c_str());
+    const auto toArgs = [](int id) -> Batch::value_type { return {id}; };
+    if (ExecuteSqlWithBatchArgs(sql, BatchOf(ids, toArgs)) != DB_OK) {
+        IOSCHED_LOGE("batch delete top scene failed.");
+        return DB_FAILED;
+    }
+    return DB_OK;
+}
+
+int TopSceneDatabase::UpdateTopSceneAfterTrain(const std::vector<TopSceneRecord>& records,
+                                               const std::vector<int>& removeIds) const {
+    return ExecuteInTransaction(
+        {[&] { return UpdateTopSceneIsTopStatus(records); }, [&] { return DeleteTopScene(removeIds); }});
+}
+
+int TopSceneDatabase::UpdateTopSceneBundleStatus(const std::string& bundleName, bool isInstalled) const {
+    ValuesBucket values;
+    values.Put(IS_DELETED, !isInstalled);
+    if (!isInstalled) {
+        values.Put(IS_TOP_SCENE, false);
+    }
+    if (Update(TOP_SCENE_TABLE, values, WhereEquals(BUNDLE_NAME), {bundleName}) != DB_OK) {
+        IOSCHED_LOGE("failed to update top scene bundle status.");
+        return DB_FAILED;
+    }
+    return DB_OK;
 }
 
 }  // namespace ZYRA::ResourceSchedule

@@ -1,0 +1,23 @@
+#include "top_scene/values_bucket.h"
+
+namespace ZYRA::ResourceSchedule {
+
+int64_t ValuesBucket::GetInt64(const std::string& name) const {
+    return Find(name).GetInt64();
+}
+
+double ValuesBucket::GetDouble(const std::string& name) const {
+    return Find(name).GetDouble();
+}
+
+std::string ValuesBucket::GetString(const std::string& name) const {
+    return Find(name).GetString();
+}
+
+const VariantValue& ValuesBucket::Find(const std::string& name) const {
+    static const VariantValue MISSING;
+    const auto found = values_.find(name);
+    return found == values_.end() ? MISSING : found->second;
+}
+
+}  // namespace ZYRA::ResourceSchedule

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "top_scene/variant_value.h"
+
+namespace ZYRA::ResourceSchedule {
+
+// One row: its values by the names of their columns. Not thread-safe.
+class ValuesBucket {
+public:
+    virtual ~ValuesBucket() = default;
+
+    // Adds a column; one that is there already keeps its value.
+    void Put(const std::string& name, int32_t value) { Put(name, VariantValue(value)); }
+    void Put(const std::string& name, int64_t value) { Put(name, VariantValue(value)); }
+    void Put(const std::string& name, bool value) { Put(name, VariantValue(value)); }
+    void Put(const std::string& name, const VariantValue& value) { values_.emplace(name, value); }
+
+    bool IsEmpty() const { return values_.empty(); }
+
+    // The value, unless the column is missing or its value is of another type: -1, -1.0 or an empty text then.
+    int64_t GetInt64(const std::string& name) const;
+    double GetDouble(const std::string& name) const;
+    std::string GetString(const std::string& name) const;
+
+    // In the order of the names.
+    const std::map<std::string, VariantValue>& GetAllKeyValue() const { return values_; }
+
+private:
+    // A null value for a missing column.
+    const VariantValue& Find(const std::string& name) const;
+
+    std::map<std::string, VariantValue> values_;
+};
+
+}  // namespace ZYRA::ResourceSchedule

@@ -1,0 +1,39 @@
+#include "top_scene/variant_value.h"
+
+#include <utility>
+
+namespace ZYRA::ResourceSchedule {
+
+VariantValue::VariantValue(VariantValue&& other) noexcept
+    : type(std::exchange(other.type, VariantType::TYPE_NULL)), value(std::exchange(other.value, false)) {}
+
+VariantValue& VariantValue::operator=(VariantValue&& other) noexcept {
+    if (this != &other) {
+        type = std::exchange(other.type, VariantType::TYPE_NULL);
+        value = std::exchange(other.value, false);
+    }
+    return *this;
+}
+
+bool VariantValue::GetBool() const {
+    return type == VariantType::TYPE_BOOL && std::get<bool>(value);
+}
+
+int32_t VariantValue::GetInt32() const {
+    return type == VariantType::TYPE_INT32 ? std::get<int32_t>(value) : -1;
+}
+
+int64_t VariantValue::GetInt64() const {
+    return type == VariantType::TYPE_INT64 ? std::get<int64_t>(value) : -1;
+}
+
+double VariantValue::GetDouble() const {
+    return type == VariantType::TYPE_DOUBLE ? std::get<double>(value) : -1.0;
+}
+
+const std::string& VariantValue::GetString() const {
+    static const std::string EMPTY;
+    return type == VariantType::TYPE_STRING ? std::get<std::string>(value) : EMPTY;
+}
+
+}  // namespace ZYRA::ResourceSchedule
