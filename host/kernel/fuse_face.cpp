@@ -18,6 +18,10 @@ namespace {
 // With a size of 0 some readers take a control file for empty without reading it.
 constexpr off_t SHOWN_SIZE = 4096;
 
+// For how long names and attributes may be remembered, in seconds: they never change. What is in a file is asked for
+// each time.
+constexpr double REMEMBERED_S = 1e6;
+
 FuseContext& ContextOf(fuse_req_t request) {
     return *static_cast<FuseContext*>(fuse_req_userdata(request));
 }
@@ -52,12 +56,14 @@ void Lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
     fuse_entry_param entry{};
     entry.ino = InodeOf(*node);
     entry.attr = AttributesOf(context, *node);
+    entry.attr_timeout = REMEMBERED_S;
+    entry.entry_timeout = REMEMBERED_S;
     fuse_reply_entry(request, &entry);
 }
 
 void GetAttributes(fuse_req_t request, fuse_ino_t inode, fuse_file_info* /*info*/) {
     const struct stat attributes = AttributesOf(ContextOf(request), NodeOf(inode));
-    fuse_reply_attr(request, &attributes, 0);
+    fuse_reply_attr(request, &attributes, REMEMBERED_S);
 }
 
 // An open that truncates sets the size. Nothing of a control file can be set, and asking for it is no error.

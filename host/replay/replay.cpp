@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "host/replay/plugin_library.h"
+#include "host/replay/published_sets.h"
 #include "host/replay/replay_clock.h"
+#include "host/replay/sink_registration.h"
 #include "host/replay/virtual_device.h"
 #include "host/services/power_service.h"
 
@@ -97,13 +99,16 @@ private:
 
 // Everything between the loading and the unloading of the plugin. Returns false when the plugin refuses to start.
 bool RunSteps(StepRunner& runner, ReplayClock& clock, const Scenario& scenario, int64_t settleUs) {
+    PublishedSets publishedSets;
+    const SinkRegistration registration(&publishedSets);
+    const auto advanceTo = [&](int64_t timeUs) { clock.AdvanceTo(timeUs, [&] { publishedSets.TellJournal(); }); };
     bool isGoing = runner.Take(PluginStep{true});
     for (auto step = scenario.steps.begin(); isGoing && step != scenario.steps.end(); ++step) {
-        clock.AdvanceTo(step->timeUs);
+        advanceTo(step->timeUs);
         isGoing = runner.Run(*step);
     }
     if (isGoing) {
-        clock.AdvanceTo((scenario.steps.empty() ? 0 : scenario.steps.back().timeUs) + settleUs);
+        advanceTo((scenario.steps.empty() ? 0 : scenario.steps.back().timeUs) + settleUs);
     }
     runner.Take(PluginStep{false});
     return isGoing;

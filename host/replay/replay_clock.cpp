@@ -33,7 +33,9 @@ class VirtualClock final : public ReplayClock {
 public:
     explicit VirtualClock(int64_t startTimeS) : installed_(startTimeS) {}
 
-    void AdvanceTo(int64_t timeUs) override { installed_.Get().RunUntil(timeUs); }
+    void AdvanceTo(int64_t timeUs, const std::function<void()>& afterTask) override {
+        installed_.Get().RunUntil(timeUs, afterTask);
+    }
     TaskRuntime& Runtime() override { return installed_.Get(); }
     bool RunsOnCaller() const override { return true; }
     std::optional<uint64_t> TasksRun() const override { return installed_.Get().TasksRun(); }
@@ -44,7 +46,7 @@ private:
 
 class RealClock final : public ReplayClock {
 public:
-    void AdvanceTo(int64_t timeUs) override {
+    void AdvanceTo(int64_t timeUs, const std::function<void()>& /*afterTask*/) override {
         std::this_thread::sleep_for(std::chrono::microseconds(timeUs - installed_.Get().ElapsedUs()));
     }
     TaskRuntime& Runtime() override { return installed_.Get(); }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -20,8 +21,9 @@ public:
     // REQUIRES: no queue of the runtime is left.
     virtual ~ReplayClock() = default;
 
-    // Returns when the time has come and, in virtual time, everything that was due until then has run.
-    virtual void AdvanceTo(int64_t timeUs) = 0;
+    // Returns when the time has come and, in virtual time, everything that was due until then has run. `afterTask` is
+    // called after each task while none runs, which there is in virtual time only.
+    virtual void AdvanceTo(int64_t timeUs, const std::function<void()>& afterTask) = 0;
 
     virtual TaskRuntime& Runtime() = 0;
 

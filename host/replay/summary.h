@@ -73,6 +73,7 @@ private:
     void Note(const SubscriptionEntry& /*fact*/) {}
     void Note(const SpanEntry& /*fact*/) {}
     void Note(const DumpEntry& /*fact*/) {}
+    void Note(const TopSetEntry& /*fact*/) {}
     void Note(const DeviceStep& /*fact*/) {}
     void Note(const PluginStep& /*fact*/) {}
     void Note(const ShutdownStep& /*fact*/) {}

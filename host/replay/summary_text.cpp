@@ -2,7 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
+#include <map>
+#include <utility>
+#include <vector>
 
 #include "host/replay/printable.h"
 #include "host/replay/text_table.h"
@@ -12,6 +16,11 @@ namespace ZYRA::Host {
 namespace {
 
 constexpr double US_PER_S = 1e6;
+constexpr double US_PER_DAY = 24 * 3600 * US_PER_S;
+constexpr int64_t US_PER_MINUTE = 60000000;
+constexpr double PERCENT = 100;
+
+constexpr size_t MOST_SCENES = 25;
 
 std::string Seconds(int64_t us) {
     return fmt::format("{:.3f} s", static_cast<double>(us) / US_PER_S);
@@ -49,12 +58,30 @@ std::string RecordStatesText(const SceneSummary& scene) {
     return text.empty() ? "-" : text;
 }
 
+// The scenes that are told one by one: all of them, by name, or those with the most work.
+std::vector<const std::pair<const std::string, SceneSummary>*> MostWorkedOn(
+    const std::map<std::string, SceneSummary>& scenes) {
+    std::vector<const std::pair<const std::string, SceneSummary>*> told;
+    told.reserve(scenes.size());
+    for (const auto& scene : scenes) {
+        told.push_back(&scene);
+    }
+    if (told.size() > MOST_SCENES) {
+        std::stable_sort(told.begin(), told.end(),
+                         [](const auto* left, const auto* right) { return left->second.bound > right->second.bound; });
+        told.resize(MOST_SCENES);
+    }
+    return told;
+}
+
 // Collects the text of the sections.
 class SummaryWriter {
 public:
     explicit SummaryWriter(bool isColoured) : isColoured_(isColoured) {}
 
     void Scenes(const Summary& summary);
+    void Learning(const LearningSummary& learning);
+    void Quality(const LearningQuality& quality, uint64_t capacity);
     void Failures(const Summary& summary);
     void MonitorStates(const Summary& summary);
     void WorkStates(const Summary& summary);
@@ -83,20 +110,60 @@ void SummaryWriter::Scenes(const Summary& summary) {
         return;
     }
     TextTable table({"scene", "bound", "record found", "records made", "pages", "prereads", "failed", "bytes"});
+    for (const auto* scene : MostWorkedOn(summary.Scenes())) {
+        const auto& [name, work] = *scene;
+        table.Add({Printable(name), std::to_string(work.bound), RecordStatesText(work), std::to_string(work.records),
+                   work.records == 0 ? "-" : std::to_string(work.pages), std::to_string(work.prereads),
+                   std::to_string(work.failedPrereads), Bytes(work.bytes)});
+    }
     SceneSummary total;
     for (const auto& [name, scene] : summary.Scenes()) {
-        table.Add({Printable(name), std::to_string(scene.bound), RecordStatesText(scene), std::to_string(scene.records),
-                   scene.records == 0 ? "-" : std::to_string(scene.pages), std::to_string(scene.prereads),
-                   std::to_string(scene.failedPrereads), Bytes(scene.bytes)});
         total.bound += scene.bound;
         total.records += scene.records;
         total.prereads += scene.prereads;
         total.failedPrereads += scene.failedPrereads;
         total.bytes += scene.bytes;
     }
-    table.Add({Counted(summary.Scenes().size(), "scene"), std::to_string(total.bound), "",
-               std::to_string(total.records), "", std::to_string(total.prereads), std::to_string(total.failedPrereads),
-               Bytes(total.bytes)});
+    table.Add({Counted(summary.Scenes().size(), "scene") + (summary.Scenes().size() > MOST_SCENES ? " in all" : ""),
+               std::to_string(total.bound), "", std::to_string(total.records), "", std::to_string(total.prereads),
+               std::to_string(total.failedPrereads), Bytes(total.bytes)});
+    text_ += table.Text();
+}
+
+void SummaryWriter::Learning(const LearningSummary& learning) {
+    Heading("Learning");
+    const std::string skipped = learning.SkippedTrainings() == 0
+                                    ? ""
+                                    : fmt::format(", {} more had nothing to learn from", learning.SkippedTrainings());
+    Line(fmt::format("{}{}", Counted(learning.Trainings(), "training"), skipped));
+    const std::string changes =
+        learning.SetChanges() ? ", " + Counted(*learning.SetChanges(), "scene") + " in or out" : "";
+    Line(fmt::format("{} of {} scenes in the set, published {}{}", learning.SetSize(), learning.Capacity(),
+                     Counted(learning.Publications(), "time"), changes));
+    Line(fmt::format("{} of {}, {} failed", Counted(learning.Flushes(), "flush", "flushes"),
+                     Counted(learning.FlushedNames(), "name"), learning.FailedFlushes()));
+    Line(fmt::format("{} of {}, {} served: {} from the set, {} beside it", Counted(learning.PagesOpened(), "opening"),
+                     Counted(learning.PageScenes(), "page scene"), learning.PagesServed(),
+                     learning.PagesServed() - learning.PagesServedBeside(), learning.PagesServedBeside()));
+    if (const auto quality = learning.Quality(); quality) {
+        Quality(*quality, learning.Capacity());
+    }
+}
+
+void SummaryWriter::Quality(const LearningQuality& quality, uint64_t capacity) {
+    Heading("Page scenes opened cold");
+    Line(fmt::format("{} since the first training, at {:.1f} days; cold is not opened for {} minutes",
+                     Counted(quality.coldOpenings, "opening"), static_cast<double>(quality.fromUs) / US_PER_DAY,
+                     LearningSummary::COLD_AFTER_US / US_PER_MINUTE));
+    if (quality.coldOpenings == 0) {
+        return;
+    }
+    TextTable table({Counted(capacity, "scene") + " held by", "openings", "share", "changes a day"});
+    for (const auto& choice : quality.Choices()) {
+        const HitRate& rate = choice.rate;
+        table.Add({choice.name, std::to_string(rate.held), fmt::format("{:.1f} %", quality.ShareOf(rate) * PERCENT),
+                   rate.changesADay ? fmt::format("{:.1f}", *rate.changesADay) : "-"});
+    }
     text_ += table.Text();
 }
 
@@ -189,9 +256,11 @@ void SummaryWriter::Counts(const Summary& summary, const ReplayResult& result) {
 
 }  // namespace
 
-std::string SummaryText(const Summary& summary, const ReplayResult& result, bool isColoured) {
+std::string SummaryText(const Summary& summary, const LearningSummary& learning, const ReplayResult& result,
+                        bool isColoured) {
     SummaryWriter writer(isColoured);
     writer.Scenes(summary);
+    writer.Learning(learning);
     writer.Failures(summary);
     writer.MonitorStates(summary);
     writer.WorkStates(summary);

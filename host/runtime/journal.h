@@ -78,6 +78,12 @@ struct PrereadEntry {
     uint64_t bytes;
     std::string error;
 };
+// A set of top scenes has been published. What it holds is what the plugin has stored; in virtual time only.
+struct TopSetEntry {
+    uint64_t size;
+    std::vector<std::string> added;    // Against the set before, sorted.
+    std::vector<std::string> removed;  // The same.
+};
 // The scenario's own steps.
 struct DeviceStep {
     nlohmann::json patch;
@@ -94,7 +100,8 @@ struct ShutdownStep {};
 
 using JournalFact =
     std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, RequestEntry, SysEventEntry, SpanEntry, DumpEntry,
-                 MonitorEntry, BindEntry, RecordEntry, PrereadEntry, DeviceStep, EventStep, PluginStep, ShutdownStep>;
+                 MonitorEntry, BindEntry, RecordEntry, PrereadEntry, TopSetEntry, DeviceStep, EventStep, PluginStep,
+                 ShutdownStep>;
 
 struct JournalEntry {
     int64_t timeUs;

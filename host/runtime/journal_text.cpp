@@ -103,6 +103,12 @@ public:
             line_["error"] = fact.error;
         }
     }
+    void operator()(const TopSetEntry& fact) {
+        line_["kind"] = "topset";
+        line_["size"] = fact.size;
+        line_["added"] = fact.added;
+        line_["removed"] = fact.removed;
+    }
     void operator()(const DeviceStep& fact) {
         line_["kind"] = "device";
         line_["patch"] = fact.patch;

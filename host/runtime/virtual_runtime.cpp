@@ -124,7 +124,7 @@ std::unique_ptr<TaskQueue> VirtualRuntime::CreateQueue(const std::string& /*name
     return std::make_unique<VirtualQueue>(state_, ++state_->lastQueueId, nowUs_);
 }
 
-void VirtualRuntime::RunUntil(int64_t timeUs) {
+void VirtualRuntime::RunUntil(int64_t timeUs, const std::function<void()>& afterTask) {
     State& state = *state_;
     state.mutex.lock();
     state.driver = std::this_thread::get_id();
@@ -142,6 +142,9 @@ void VirtualRuntime::RunUntil(int64_t timeUs) {
         state.mutex.unlock();
         task();
         task = nullptr;
+        if (afterTask) {
+            afterTask();
+        }
         state.mutex.lock();
         state.runningQueueId = 0;
         state.idle.notify_all();

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -24,8 +25,9 @@ public:
     void JoinRetired() override {}
 
     // Runs what is due at or before `timeUs`, also what those tasks submit up to then, and leaves the clock at
-    // `timeUs`. A time in the past runs what is due now. Not from within a task.
-    void RunUntil(int64_t timeUs);
+    // `timeUs`. A time in the past runs what is due now. Calls `afterTask`, if any, after each task, while none runs.
+    // Not from within a task.
+    void RunUntil(int64_t timeUs, const std::function<void()>& afterTask = nullptr);
 
     // The number of tasks that have run.
     uint64_t TasksRun() const;

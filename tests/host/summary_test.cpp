@@ -120,11 +120,17 @@ TEST(SummaryTest, TextIsWhatPeopleRead) {
                       {1000000, PluginStep{false}},
                   });
     const ReplayResult result{ReplayOutcome::DONE, "", 1000000, 2500, 3};
-    EXPECT_EQ(SummaryText(summary, result, false),
+    EXPECT_EQ(SummaryText(summary, LearningSummary(), result, false),
               "Scenes\n"
               "  scene        bound  record found  records made  pages  prereads  failed    bytes\n"
               "  com.a/com.a      1        absent             0      -         1       0  21.3 MB\n"
               "  1 scene          1                           0                1       0  21.3 MB\n"
+              "\n"
+              "Learning\n"
+              "  0 trainings\n"
+              "  0 of 500 scenes in the set, published 0 times\n"
+              "  0 flushes of 0 names, 0 failed\n"
+              "  0 openings of 0 page scenes, 0 served: 0 from the set, 0 beside it\n"
               "\n"
               "Failures\n"
               "  refused write  2× /dev/workingset/monitor0/workingset.state: EIO\n"
@@ -148,21 +154,38 @@ TEST(SummaryTest, TextIsWhatPeopleRead) {
               "\n"
               "Counts\n"
               "  1 event, 11 journal entries, 3 tasks run, 1.000 s virtual time, 0.003 s wall time\n");
-    EXPECT_NE(SummaryText(summary, result, true).find("\x1b[1mScenes\x1b[0m"), std::string::npos);
+    EXPECT_NE(SummaryText(summary, LearningSummary(), result, true).find("\x1b[1mScenes\x1b[0m"), std::string::npos);
+}
+
+// Of more scenes than people read, those with the most work are told, and the sum is that of all.
+TEST(SummaryTest, LongTablesAreCutWhereLittleWasDone) {
+    Summary summary;
+    for (int scene = 0; scene < 100; ++scene) {
+        for (int times = 0; times <= scene % 50; ++times) {
+            const std::string name = "com.a/scene" + std::to_string(scene);
+            Feed(summary, {{0, BindEntry{0, 7, 0, name, "absent"}}, {0, BindEntry{0, 7, 0, "com.b/other", "absent"}}});
+        }
+    }
+    const std::string text = SummaryText(summary, LearningSummary(), ReplayResult(), false);
+    EXPECT_EQ(text.find("scene36 "), std::string::npos);
+    for (const char* told : {"com.b/other", "com.a/scene38 ", "com.a/scene99 ", "101 scenes in all"}) {
+        EXPECT_NE(text.find(told), std::string::npos) << told;
+    }
 }
 
 TEST(JournalWriterTest, WritesEveryLineAndTellsTheFirstFailedWrite) {
     constexpr int LINES = 5000;
-    const auto writeAll = [](JournalWriter& writer) {
+    const auto writeAll = [](OutputFile& file) {
+        JournalWriter writer(file);
         for (int i = 0; i < LINES; ++i) {
             writer.OnEntry({i, SpanEntry{"span", true}});
         }
-        return writer.Finish();
+        return file.Finish();
     };
     const std::string path = ::testing::TempDir() + "journal_" + std::to_string(getpid());
-    const auto writer = JournalWriter::Create(path);
-    ASSERT_NE(writer, nullptr);
-    EXPECT_EQ(writeAll(*writer), 0);
+    const auto file = OutputFile::Create(path);
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(writeAll(*file), 0);
     std::string text;
     EXPECT_TRUE(LoadStringFromFile(path, text));
     unlink(path.c_str());
@@ -170,10 +193,10 @@ TEST(JournalWriterTest, WritesEveryLineAndTellsTheFirstFailedWrite) {
     EXPECT_EQ(text.substr(text.rfind('\n', text.size() - 2) + 1),
               "{\"t\":4999,\"kind\":\"span\",\"name\":\"span\",\"phase\":\"begin\"}\n");
 
-    const auto full = JournalWriter::Create("/dev/full");
+    const auto full = OutputFile::Create("/dev/full");
     ASSERT_NE(full, nullptr);
     EXPECT_EQ(writeAll(*full), ENOSPC);
-    EXPECT_EQ(JournalWriter::Create("/nowhere/journal"), nullptr);
+    EXPECT_EQ(OutputFile::Create("/nowhere/journal"), nullptr);
     EXPECT_EQ(errno, ENOENT);
 }
 

@@ -1,9 +1,10 @@
-#include "host/replay/journal_writer.h"
+#include "host/replay/output_file.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace ZYRA::Host {
 
@@ -14,33 +15,26 @@ constexpr mode_t FILE_MODE = 0666;
 
 }  // namespace
 
-std::unique_ptr<JournalWriter> JournalWriter::On(UniqueFd file) {
-    return file.Valid() ? std::unique_ptr<JournalWriter>(new JournalWriter(std::move(file))) : nullptr;
+std::unique_ptr<OutputFile> OutputFile::Create(const std::string& path) {
+    UniqueFd file(path == STANDARD_OUTPUT ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
+                                          : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, FILE_MODE));
+    return file.Valid() ? std::unique_ptr<OutputFile>(new OutputFile(std::move(file))) : nullptr;
 }
 
-std::unique_ptr<JournalWriter> JournalWriter::Create(const std::string& path) {
-    return On(UniqueFd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, FILE_MODE)));
-}
-
-std::unique_ptr<JournalWriter> JournalWriter::OnStandardOutput() {
-    return On(UniqueFd(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)));
-}
-
-void JournalWriter::OnEntry(const JournalEntry& entry) {
-    pending_ += ToJsonLine(entry);
-    pending_ += '\n';
+void OutputFile::Write(std::string_view text) {
+    pending_ += text;
     if (pending_.size() >= PIECE_SIZE) {
         Flush();
     }
 }
 
-int JournalWriter::Finish() {
+int OutputFile::Finish() {
     Flush();
     file_.Reset();
     return error_;
 }
 
-void JournalWriter::Flush() {
+void OutputFile::Flush() {
     size_t written = 0;
     while (error_ == 0 && written < pending_.size()) {
         const ssize_t count = write(file_.Get(), pending_.data() + written, pending_.size() - written);

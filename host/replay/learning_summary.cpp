@@ -1,0 +1,137 @@
+#include "host/replay/learning_summary.h"
+
+#include <algorithm>
+#include <functional>
+
+namespace ZYRA::Host {
+
+namespace {
+
+constexpr double US_PER_DAY = 24 * 3600 * 1e6;
+
+}  // namespace
+
+std::vector<LearningQuality::Choice> LearningQuality::Choices() const {
+    return {{"published", "published set", published},
+            {"served", "published set and the room beside it", served},
+            {"lru", "least recently used (LRU)", recent},
+            {"mfu", "most frequently used, no decay", frequent},
+            {"bestFixed", "best fixed set in hindsight", bestFixed},
+            {"seenBefore", "seen before, no limit", seenBefore}};
+}
+
+double LearningQuality::ShareOf(const HitRate& rate) const {
+    return coldOpenings == 0 ? 0 : static_cast<double>(rate.held) / static_cast<double>(coldOpenings);
+}
+
+LearningSummary::LearningSummary() {
+    Note(CapacityLine{DEFAULT_CAPACITY});
+}
+
+void LearningSummary::OnEntry(const JournalEntry& entry) {
+    nowUs_ = entry.timeUs;
+    if (const auto* log = std::get_if<LogEntry>(&entry.fact)) {
+        if (const auto line = ReadLearningLine(*log); line) {
+            std::visit([this](const auto& typed) { Note(typed); }, *line);
+        }
+    } else if (const auto* set = std::get_if<TopSetEntry>(&entry.fact)) {
+        const uint64_t changes = setChanges_.value_or(0) + set->added.size() + set->removed.size();
+        setChanges_ = changes;
+        // That the first training fills the set is no change of what has been learned.
+        if (!isFirstSetKnown_) {
+            changesBefore_ = changes;
+            isFirstSetKnown_ = IsCounting();
+        }
+    }
+}
+
+void LearningSummary::Note(const CapacityLine& line) {
+    capacity_ = line.capacity;
+    recent_.SetCapacity(capacity_);
+    frequent_.SetCapacity(capacity_);
+}
+
+void LearningSummary::Note(const FlushLine& line) {
+    ++(line.isDone ? flushes_ : failedFlushes_);
+    flushedNames_ += line.names;
+}
+
+void LearningSummary::Note(const TrainingLine& line) {
+    switch (line.phase) {
+        case TrainingLine::Phase::BEGUN:
+            break;
+        case TrainingLine::Phase::SKIPPED:
+            ++skippedTrainings_;
+            break;
+        case TrainingLine::Phase::DONE:
+            ++trainings_;
+            break;
+    }
+}
+
+void LearningSummary::Note(const PublishedLine& line) {
+    ++publications_;
+    setSize_ = line.size;
+    if (trainings_ > 0 && !IsCounting()) {
+        countingFromUs_ = nowUs_;
+        recentChangesBefore_ = recent_.Changes();
+        frequentChangesBefore_ = frequent_.Changes();
+    }
+}
+
+void LearningSummary::Note(const PageLine& line) {
+    ++pagesOpened_;
+    pagesServed_ += line.isServed ? 1 : 0;
+    pagesServedBeside_ += line.isServed && !line.isInSet ? 1 : 0;
+    const auto [use, isNew] = scenes_.try_emplace(line.scene, SceneUse{nowUs_});
+    if (IsCounting() && (isNew || nowUs_ - use->second.lastUs >= COLD_AFTER_US)) {
+        ++use->second.countedColdOpenings;
+        CountCold(line, isNew);
+    }
+    newScenes_ += IsCounting() && isNew ? 1 : 0;
+    use->second.lastUs = nowUs_;
+    recent_.Open(line.scene);
+    frequent_.Open(line.scene);
+}
+
+void LearningSummary::CountCold(const PageLine& page, bool isNew) {
+    ++counted_.coldOpenings;
+    counted_.published.held += page.isInSet ? 1 : 0;
+    counted_.served.held += page.isServed ? 1 : 0;
+    counted_.recent.held += recent_.Holds(page.scene) ? 1 : 0;
+    counted_.frequent.held += frequent_.Holds(page.scene) ? 1 : 0;
+    counted_.seenBefore.held += isNew ? 0 : 1;
+}
+
+double LearningSummary::ADay(uint64_t count) const {
+    const auto days = static_cast<double>(nowUs_ - *countingFromUs_) / US_PER_DAY;
+    return days > 0 ? static_cast<double>(count) / days : 0;
+}
+
+std::optional<LearningQuality> LearningSummary::Quality() const {
+    if (!IsCounting()) {
+        return std::nullopt;
+    }
+    LearningQuality quality = counted_;
+    quality.fromUs = *countingFromUs_;
+    std::vector<uint64_t> counts;
+    counts.reserve(scenes_.size());
+    for (const auto& [name, use] : scenes_) {
+        counts.push_back(use.countedColdOpenings);
+    }
+    std::sort(counts.begin(), counts.end(), std::greater<>());
+    counts.resize(std::min<size_t>(counts.size(), capacity_));
+    for (const uint64_t count : counts) {
+        quality.bestFixed.held += count;
+    }
+    if (setChanges_) {
+        quality.published.changesADay = ADay(*setChanges_ - changesBefore_);
+    }
+    quality.recent.changesADay = ADay(recent_.Changes() - recentChangesBefore_);
+    quality.frequent.changesADay = ADay(frequent_.Changes() - frequentChangesBefore_);
+    quality.bestFixed.changesADay = 0;
+    quality.seenBefore.changesADay = ADay(newScenes_);
+    return quality;
+}
+
+}  // namespace ZYRA::Host

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "host/runtime/journal.h"
+
+namespace ZYRA::Host {
+
+// Lets a sink see everything but the log lines below a level.
+class LogLevelFilter final : public JournalSink {
+public:
+    // `next` must outlive the filter.
+    LogLevelFilter(LogLevel lowest, JournalSink& next) : lowest_(lowest), next_(next) {}
+
+    void OnEntry(const JournalEntry& entry) override {
+        const auto* log = std::get_if<LogEntry>(&entry.fact);
+        if (log == nullptr || log->level >= lowest_) {
+            next_.OnEntry(entry);
+        }
+    }
+
+private:
+    const LogLevel lowest_;
+    JournalSink& next_;
+};
+
+}  // namespace ZYRA::Host
