@@ -51,19 +51,19 @@ int32_t SqliteUtil::Close() {
     return SQLITE_UTIL_OK;
 }
 
-int32_t SqliteUtil::ExecuteSql(const std::string& sql) const {
+int32_t SqliteUtil::Execute(const char* function, const char* sql) const {
     if (db == nullptr) {
-        IOSCHED_LOGW("open db first.");
+        IOSCHED_LOGW_AS(function, "open db first.");
         return SQLITE_UTIL_ERROR;
     }
     struct MessageReleaser {
         void operator()(char* message) const { sqlite3_free(message); }
     };
     char* text = nullptr;
-    const int result = sqlite3_exec(db.get(), sql.c_str(), nullptr, nullptr, &text);
+    const int result = sqlite3_exec(db.get(), sql, nullptr, nullptr, &text);
     const std::unique_ptr<char, MessageReleaser> message(text);
     if (result != SQLITE_OK) {
-        IOSCHED_LOGE("failed, errMsg: %{public}s", static_cast<const char*>(message.get()));
+        IOSCHED_LOGE_AS(function, "failed, errMsg: %{public}s", static_cast<const char*>(message.get()));
         return SQLITE_UTIL_ERROR;
     }
     return SQLITE_UTIL_OK;

@@ -26,11 +26,11 @@ public:
     // Closes the connection. When SQLite refuses, because a statement is left, the connection stays open.
     int32_t Close();
 
-    int32_t BeginTransaction() const { return ExecuteSql("BEGIN;"); }
-    int32_t CommitTransaction() const { return ExecuteSql("COMMIT;"); }
-    int32_t RollbackTransaction() const { return ExecuteSql("ROLLBACK;"); }
+    int32_t BeginTransaction() const { return Execute(__func__, "BEGIN;"); }
+    int32_t CommitTransaction() const { return Execute(__func__, "COMMIT;"); }
+    int32_t RollbackTransaction() const { return Execute(__func__, "ROLLBACK;"); }
     // Runs statements whose rows, if any, are of no interest.
-    int32_t ExecuteSql(const std::string& sql) const;
+    int32_t ExecuteSql(const std::string& sql) const { return Execute(__func__, sql.c_str()); }
 
     // A statement on this connection, not yet prepared. It must go before the connection is closed.
     std::unique_ptr<SqliteStatement> CreateSqliteStatement(const std::string& sql) const;
@@ -42,6 +42,9 @@ private:
     struct ConnectionCloser {
         void operator()(sqlite3* connection) const;
     };
+
+    // `function` is whose failure it is.
+    int32_t Execute(const char* function, const char* sql) const;
 
     const std::string dbName;
     const std::string dbPath;

@@ -33,9 +33,10 @@ TopSceneManager& TopSceneManager::GetInstance() {
 }
 
 void TopSceneManager::Init(long romSize) {
+    auto callback = IOSchedEventUtil::GetInstance().GetIOSchedEventCallback();
     {
         MutexLock lock(mutex_);
-        callback_ = IOSchedEventUtil::GetInstance().GetIOSchedEventCallback();
+        callback_.swap(callback);
     }
     LoadTopSceneConfig(romSize);
     TopSceneManagerRt::GetInstance().Init(cacheTopNSceneNum_);

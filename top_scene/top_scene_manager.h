@@ -22,8 +22,9 @@ namespace ZYRA::ResourceSchedule {
 // used scenes, with older launches counting less from training to training.
 //
 // The handlers return at once: what takes time they post. They do nothing before Init. Main queue only, except for
-// HandleShutdownEvent, which may also come from the power manager's thread. The instance outlives Deinit of the plugin:
-// Init runs again then, with the counts, the configuration and the open database that there are.
+// HandleShutdownEvent, which may also come from the power manager's thread. Counts that are on their way in a task are
+// lost when the task is discarded or fails. The instance outlives Deinit of the plugin: Init runs again then, with the
+// unflushed counts, the configuration and the open database that there are.
 class TopSceneManager {
 public:
     static TopSceneManager& GetInstance();

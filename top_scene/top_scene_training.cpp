@@ -1,6 +1,7 @@
 // How counted launches become the set of top scenes.
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "frame/common/common_util.h"
@@ -22,7 +23,9 @@ constexpr double LEAST_DECAY_COUNT = 1.0;
 }  // namespace
 
 bool TopSceneManager::IsTimeToTrain() {
-    const long timeInterval = CommonUtil::GetCurrentTimestamp() - lastTrainTime_;
+    // Unsigned, because a damaged database may hold any time.
+    const auto timeInterval = static_cast<long>(static_cast<uint64_t>(CommonUtil::GetCurrentTimestamp()) -
+                                                static_cast<uint64_t>(lastTrainTime_));
     const long trainInterval = trainTimes_ < initTrainTimes_ ? initStageTrainInterval_ : normalStageTrainInterval_;
     IOSCHED_LOGD("trainTimes: %{public}d,  timeInterval = %{public}ld, trainInterval:  %{public}ld", trainTimes_,
                  timeInterval, trainInterval);
@@ -50,7 +53,9 @@ void TopSceneManager::StartTrainTopNScene() {
     HandleDeletedScene(container);
     CalculateTopNScene(container);
     StoreTopScenes(container);
-    ++trainTimes_;
+    if (trainTimes_ < std::numeric_limits<int32_t>::max()) {
+        ++trainTimes_;
+    }
     lastTrainTime_ = CommonUtil::GetCurrentTimestamp();
     IOSCHED_LOGD("trainTimes: %{public}d, lastTrainTime: %{public}ld", trainTimes_, lastTrainTime_);
     if (topSceneDatabase_->UpdateTrainStatus(trainTimes_, lastTrainTime_) != 0) {

@@ -1,5 +1,7 @@
 #include "top_scene/values_bucket.h"
 
+#include "frame/common/never_destroyed.h"
+
 namespace ZYRA::ResourceSchedule {
 
 int64_t ValuesBucket::GetInt64(const std::string& name) const {
@@ -15,9 +17,10 @@ std::string ValuesBucket::GetString(const std::string& name) const {
 }
 
 const VariantValue& ValuesBucket::Find(const std::string& name) const {
-    static const VariantValue MISSING;
+    // Tasks may still run while static objects are being destroyed.
+    static NeverDestroyed<VariantValue> missing;
     const auto found = values_.find(name);
-    return found == values_.end() ? MISSING : found->second;
+    return found == values_.end() ? missing.Get() : found->second;
 }
 
 }  // namespace ZYRA::ResourceSchedule

@@ -11,7 +11,12 @@ namespace ZYRA::ResourceSchedule {
 // One row: its values by the names of their columns. Not thread-safe.
 class ValuesBucket {
 public:
+    ValuesBucket() = default;
     virtual ~ValuesBucket() = default;
+    ValuesBucket(const ValuesBucket&) = default;
+    ValuesBucket& operator=(const ValuesBucket&) = default;
+    ValuesBucket(ValuesBucket&&) noexcept = default;
+    ValuesBucket& operator=(ValuesBucket&&) noexcept = default;
 
     // Adds a column; one that is there already keeps its value.
     void Put(const std::string& name, int32_t value) { Put(name, VariantValue(value)); }

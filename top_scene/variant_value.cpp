@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "frame/common/never_destroyed.h"
+
 namespace ZYRA::ResourceSchedule {
 
 VariantValue::VariantValue(VariantValue&& other) noexcept
@@ -32,8 +34,9 @@ double VariantValue::GetDouble() const {
 }
 
 const std::string& VariantValue::GetString() const {
-    static const std::string EMPTY;
-    return type == VariantType::TYPE_STRING ? std::get<std::string>(value) : EMPTY;
+    // Tasks may still run while static objects are being destroyed.
+    static NeverDestroyed<std::string> empty;
+    return type == VariantType::TYPE_STRING ? std::get<std::string>(value) : empty.Get();
 }
 
 }  // namespace ZYRA::ResourceSchedule

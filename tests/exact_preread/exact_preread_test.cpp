@@ -8,6 +8,7 @@
 #include "frame/common/io_sched_event_util.h"
 #include "frame/resource_type.h"
 #include "tests/support/plugin_on_device_test.h"
+#include "top_scene/top_scene_manager_rt.h"
 
 namespace ZYRA::ResourceSchedule {
 namespace {
@@ -26,6 +27,8 @@ protected:
         PluginOnDeviceTest::SetUp();
         std::filesystem::remove_all(RECORDS + BUNDLE);
         Start();
+        // No page is served unless a test makes room for it.
+        TopSceneManagerRt::GetInstance().Init(0);
         // Leaves the user's last action at the start of a display, so that the tests begin alike.
         Send(RES_TYPE_USER_INPUT, 1, {});
         Page(0);
@@ -180,6 +183,23 @@ TEST_F(ExactPrereadTest, PageSceneIsNamedByTheAbilityAndTheUrlWithoutSlashes) {
     EXPECT_FALSE(
         completes("com.other.app/Main.Entry.b", {{"pageUrl", "b"}, {"bundleName", "com.other.app"}, {"uid", ""}}));
     EXPECT_EQ(CountLogs("Failed to get bundle info"), 1u);
+}
+
+// (a) A page for which there is room is collected at once, and (b) pauses and ends like a start; (c) for another page
+// there is no room, and the work on the page before ends all the same.
+TEST_F(ExactPrereadTest, PageIsServedWhileThereIsRoomBesideTheSet) {
+    TopSceneManagerRt::GetInstance().Init(1);
+    const std::string scene = BUNDLE + "/EntryAbility.pages.List";
+    Send(RES_TYPE_USER_INPUT, 1, {});
+    EXPECT_EQ(Page(0, {{"pageUrl", "pages/List"}}),
+              (Effects{"monitor0/workingset.data <- 1000 42 " + scene + " " + RECORDS + scene,
+                       "monitor0/workingset.state <- INWORKING", "monitor0/workingset.clearYoung <- 42",
+                       "monitor0/cgroup.procs <- 42"}));
+    Page(1, {{"pageUrl", "pages/List"}});
+    EXPECT_EQ(WaitFor(500), PAUSE);
+    Send(RES_TYPE_USER_INPUT, 1, {});
+    EXPECT_EQ(Page(0, {{"pageUrl", "pages/Other"}}), STOP);
+    EXPECT_FALSE(work_->HasValidScene());
 }
 
 // Nothing in the plugin posts the pause of everything; whoever does starts a cycle, which the next page ends.
