@@ -22,7 +22,8 @@ host/runtime    platform host/runtime
 host/services   platform host/runtime host/services
 host/kernel     platform host/runtime host/kernel
 host/replay     platform host/runtime host/services host/kernel host/sandbox host/replay
-host/cli        platform host/runtime host/services host/kernel host/sandbox host/replay host/cli
+host/workload   platform host/runtime host/services host/kernel host/replay host/workload
+host/cli        platform host/runtime host/services host/kernel host/sandbox host/replay host/workload host/cli
 tests           *
 fuzz            *
 bench           *

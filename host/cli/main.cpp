@@ -4,7 +4,9 @@
 #include <exception>
 
 #include "host/cli/exit_code.h"
+#include "host/cli/generate_command.h"
 #include "host/cli/help.h"
+#include "host/cli/import_command.h"
 #include "host/cli/replay_command.h"
 
 namespace ZYRA::Host {
@@ -14,7 +16,9 @@ namespace {
 constexpr char EXAMPLES[] =
     "  iosched-host replay cold_start.jsonl                      play a scenario, say in short what happened\n"
     "  iosched-host replay cold_start.jsonl --journal out.jsonl  and keep everything that happened\n"
-    "  iosched-host replay --help                                what else a replay can do\n";
+    "  iosched-host replay --help                                what else a replay can do\n"
+    "  iosched-host generate --days 14 --apps 60                 make up a scenario of a fortnight\n"
+    "  iosched-host import usage.csv --columns app=App,time=Time make a scenario of a log of your own\n";
 
 int Main(int argc, char** argv) {
     // A reader that has gone away is a failed write, to be reported like any other.
@@ -25,6 +29,10 @@ int Main(int argc, char** argv) {
     app.require_subcommand(1);
     ReplayCommand replay;
     replay.AddTo(app);
+    GenerateCommand generate;
+    generate.AddTo(app);
+    ImportCommand importing;
+    importing.AddTo(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& request) {
@@ -33,7 +41,10 @@ int Main(int argc, char** argv) {
         std::fprintf(stderr, "iosched-host: %s (see iosched-host --help)\n", error.what());
         return EXIT_BAD_INPUT;
     }
-    return replay.Run();
+    if (app.got_subcommand("generate")) {
+        return generate.Run();
+    }
+    return app.got_subcommand("import") ? importing.Run() : replay.Run();
 }
 
 }  // namespace

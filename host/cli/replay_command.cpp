@@ -15,10 +15,15 @@
 #include "host/cli/help.h"
 #include "host/replay/device_model.h"
 #include "host/replay/journal_writer.h"
+#include "host/replay/learning_summary.h"
+#include "host/replay/log_level_filter.h"
+#include "host/replay/output_file.h"
 #include "host/replay/plugin_library.h"
 #include "host/replay/replay.h"
 #include "host/replay/scenario.h"
+#include "host/replay/sink_registration.h"
 #include "host/replay/summary.h"
+#include "host/replay/summary_json.h"
 #include "host/replay/summary_text.h"
 #include "host/runtime/journal.h"
 #include "host/runtime/log_sink.h"
@@ -39,7 +44,6 @@ constexpr char EXAMPLES[] =
 constexpr int64_t LONGEST_SETTLE_MS = 1000000000000;
 constexpr int64_t US_PER_MS = 1000;
 constexpr uint64_t BYTES_PER_GB = uint64_t{1} << 30;
-constexpr char STANDARD_OUTPUT[] = "-";
 
 const std::map<std::string, LogLevel> LOG_LEVELS = {{"DEBUG", LogLevel::DEBUG},
                                                     {"INFO", LogLevel::INFO},
@@ -79,22 +83,6 @@ std::string DeviceFileOf(const std::string& scenarioFile, const std::string& nam
     return std::filesystem::exists(beside, ignored) ? beside.string() : "";
 }
 
-// A sink of the journal for as long as this object lives.
-class SinkRegistration {
-public:
-    explicit SinkRegistration(JournalSink* sink) : sink_(sink) {
-        if (sink_ != nullptr) {
-            Journal::GetInstance().AddSink(sink_);
-        }
-    }
-    ~SinkRegistration() { Journal::GetInstance().RemoveSink(sink_); }
-    SinkRegistration(const SinkRegistration&) = delete;
-    SinkRegistration& operator=(const SinkRegistration&) = delete;
-
-private:
-    JournalSink* const sink_;
-};
-
 ExitCode ExitCodeOf(ReplayOutcome outcome) {
     switch (outcome) {
         case ReplayOutcome::DONE:
@@ -107,6 +95,45 @@ ExitCode ExitCodeOf(ReplayOutcome outcome) {
             return EXIT_NO_SANDBOX;
     }
     return EXIT_RUN_FAILED;
+}
+
+// A file that was asked for, or none.
+struct WantedFile {
+    const std::string& path;
+    std::unique_ptr<OutputFile> file = nullptr;
+
+    bool Create() {
+        file = path.empty() ? nullptr : OutputFile::Create(path);
+        return path.empty() || file != nullptr;
+    }
+    bool IsStandardOutput() const { return path == OutputFile::STANDARD_OUTPUT; }
+    // Returns 0, or the errno of the first write that failed.
+    int Finish() { return file == nullptr ? 0 : file->Finish(); }
+};
+
+// What is known after a replay.
+struct Findings {
+    Summary summary;
+    LearningSummary learning;
+    ReplayResult result;
+};
+
+// Plays the scenario and notes what happens, log lines from `lowest` on, in the journal's file (null is none) too.
+void PlayAndNote(const DeviceModel& model, const Scenario& scenario, const ReplayOptions& options, LogLevel lowest,
+                 OutputFile* journalFile, Findings& findings) {
+    // What is told of the learning is told from lines of the lowest level.
+    logThreshold.store(static_cast<int32_t>(LogLevel::DEBUG), std::memory_order_relaxed);
+    std::optional<JournalWriter> writer;
+    std::optional<LogLevelFilter> toWriter;
+    if (journalFile != nullptr) {
+        writer.emplace(*journalFile);
+        toWriter.emplace(lowest, *writer);
+    }
+    LogLevelFilter toSummary(lowest, findings.summary);
+    const SinkRegistration writing(toWriter ? &*toWriter : nullptr);
+    const SinkRegistration summing(&toSummary);
+    const SinkRegistration learning(&findings.learning);
+    findings.result = RunReplay(model, scenario, options);
 }
 
 bool IsColoured(std::FILE* stream) {
@@ -124,6 +151,8 @@ void ReplayCommand::AddTo(CLI::App& app) {
         ->type_name("FILE");
     command.add_option("--data", dataFolder_, "A folder that is the device's /data and is kept")->type_name("DIR");
     command.add_option("--journal", journalFile_, "Where to write the journal; - is standard output")
+        ->type_name("FILE|-");
+    command.add_option("--json", jsonFile_, "Where to write the summary for programs; - is standard output")
         ->type_name("FILE|-");
     command.add_option("--log-level", logLevel_, "The lowest level that is logged")
         ->check(CLI::IsMember(&LOG_LEVELS).description(""))
@@ -162,35 +191,38 @@ ExitCode ReplayCommand::Run() {
     if (!dataFolder_.empty() && !FolderToRealPath(dataFolder_, sandbox.dataDir)) {
         return Fail(EXIT_BAD_INPUT, FileError(dataFolder_).Text());
     }
-    const bool journalsToOutput = journalFile_ == STANDARD_OUTPUT;
-    std::unique_ptr<JournalWriter> writer;
-    if (!journalFile_.empty()) {
-        writer = journalsToOutput ? JournalWriter::OnStandardOutput() : JournalWriter::Create(journalFile_);
-        if (writer == nullptr) {
-            return Fail(EXIT_BAD_INPUT, FileError(journalFile_).Text());
+    WantedFile journal{journalFile_};
+    WantedFile json{jsonFile_};
+    if (journal.IsStandardOutput() && json.IsStandardOutput()) {
+        return Fail(EXIT_BAD_INPUT, "iosched-host: --journal and --json cannot both go to standard output");
+    }
+    for (WantedFile* wanted : {&journal, &json}) {
+        if (!wanted->Create()) {
+            return Fail(EXIT_BAD_INPUT, FileError(wanted->path).Text());
         }
     }
 
     if (const auto refusal = EnterSandbox(sandbox); refusal) {
         return Fail(EXIT_NO_SANDBOX, *refusal);
     }
-    logThreshold.store(static_cast<int32_t>(LOG_LEVELS.at(logLevel_)), std::memory_order_relaxed);
     SetRevealPrivate(revealsPrivate_);
-    Summary summary;
-    ReplayResult result;
-    {
-        const SinkRegistration toWriter(writer.get());
-        const SinkRegistration toSummary(&summary);
-        result = RunReplay(*model, *scenario, options);
-    }
-    if (const int failure = writer == nullptr ? 0 : writer->Finish(); failure != 0) {
+    Findings findings;
+    PlayAndNote(*model, *scenario, options, LOG_LEVELS.at(logLevel_), journal.file.get(), findings);
+    if (const int failure = journal.Finish(); failure != 0) {
         return Fail(EXIT_RUN_FAILED, journalFile_ + ": " + std::strerror(failure));
     }
+    const auto& [summary, learning, result] = findings;
     if (result.outcome != ReplayOutcome::DONE) {
         return Fail(ExitCodeOf(result.outcome), result.error);
     }
-    std::FILE* const stream = journalsToOutput ? stderr : stdout;
-    const std::string text = SummaryText(summary, result, IsColoured(stream));
+    if (json.file != nullptr) {
+        json.file->Write(SummaryJson(summary, learning, result));
+    }
+    if (const int failure = json.Finish(); failure != 0) {
+        return Fail(EXIT_RUN_FAILED, jsonFile_ + ": " + std::strerror(failure));
+    }
+    std::FILE* const stream = journal.IsStandardOutput() || json.IsStandardOutput() ? stderr : stdout;
+    const std::string text = SummaryText(summary, learning, result, IsColoured(stream));
     if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() || std::fflush(stream) != 0) {
         return Fail(EXIT_RUN_FAILED, std::string("standard output: ") + std::strerror(errno));
     }

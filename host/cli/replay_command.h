@@ -23,6 +23,7 @@ private:
     std::string deviceFile_;
     std::string dataFolder_;
     std::string journalFile_;
+    std::string jsonFile_;
     std::string logLevel_ = "INFO";
     std::string pluginFile_;
     int64_t settleMs_ = 20000;

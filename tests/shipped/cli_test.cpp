@@ -8,6 +8,9 @@
 #include <fstream>
 #include <string>
 
+#include "host/replay/device_model.h"
+#include "host/replay/scenario.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -41,11 +44,18 @@ protected:
         return path;
     }
 
+    static std::string Read(const fs::path& path) {
+        std::ifstream file(path);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    }
+
     const fs::path folder_ = fs::temp_directory_path() / ("iosched_cli_" + std::to_string(getpid()));
 };
 
 TEST_F(CliTest, BadInputEndsWithItsPlaceAndStatus2) {
     const std::string good = Write("good.jsonl", R"({"t":5,"event":{"type":9,"value":1}})");
+    const std::string log = Write("log.csv", "app,time\nMail,never\n");
+    const std::string same = Write("same.jsonl", "app,time\nMail,1700000000\n");
     const struct {
         std::string arguments;
         std::string message;  // Contained in the output.
@@ -61,6 +71,20 @@ TEST_F(CliTest, BadInputEndsWithItsPlaceAndStatus2) {
         {"replay " + good + " --plugin " + good, "good.jsonl: "},
         {"replay " + good + " --log-level LOUD", "LOUD"},
         {"replay", "SCENARIO"},
+        {"generate --days 0 --apps 5", "--days"},
+        {"generate --days 3661 --apps 5", "--days"},
+        {"generate --days 1 --apps 2001", "--apps"},
+        {"generate --apps 5", "--days"},
+        {"generate --days 1 --apps 1 --seed -1", "\"-1\""},
+        {"generate --days 1 --apps 1 --seed 18446744073709551616", "\"18446744073709551616\""},
+        {"import --columns app=a,time=t", "FILE.csv"},
+        {"import " + log, "--columns"},
+        {"import " + log + " --columns app=app", "--columns: "},
+        {"import " + log + " --columns app=app,time=t", "log.csv:1: has no column \"t\"; there are \"app\", \"time\""},
+        {"import " + log + " --columns app=app,time=time", "log.csv:2: \"never\" is not a time that can be read"},
+        {"import " + log + " --columns app=app,time=time", "log.csv: holds no row that can be used"},
+        {"import " + same + " --columns app=app,time=time", "same.jsonl: would replace the log"},
+        {"import " + (folder_ / "missing.csv").string() + " --columns app=a,time=t", "missing.csv: "},
         {"replya", ""},
     };
     for (const auto& row : rows) {
@@ -89,6 +113,74 @@ TEST_F(CliTest, DataFolderKeepsTheRecordsAndTheyAreServedNextTime) {
     EXPECT_NE(second.output.find(R"("kind":"preread","monitor":0,"scene":"com.example.mail/com.example.mail")"),
               std::string::npos)
         << second.output;
+}
+
+// What was made up for a seed is made up again for it, and can be replayed.
+TEST_F(CliTest, GeneratedScenariosAreTheSameForASeedAndCanBeReplayed) {
+    const std::string first = (folder_ / "first.jsonl").string();
+    const std::string again = (folder_ / "again.jsonl").string();
+    const Outcome made = RunHost("generate --days 2 --apps 5 --output " + first);
+    EXPECT_EQ(made.exitStatus, 0) << made.output;
+    const std::string seed = made.output.substr(made.output.find("seed ") + 5);
+    EXPECT_EQ(RunHost("generate --days 2 --apps 5 --output " + again + " --seed " + seed).exitStatus, 0);
+    EXPECT_EQ(Read(first), Read(again));
+    EXPECT_EQ(Read(folder_ / "first.device.json"), Read(folder_ / "again.device.json"));
+
+    ZYRA::Host::InputError error;
+    const auto scenario = ZYRA::Host::LoadScenario(first, error);
+    ASSERT_TRUE(scenario.has_value()) << error.Text();
+    EXPECT_NE(made.output.find(" " + std::to_string(scenario->steps.size()) + " steps"), std::string::npos)
+        << made.output;
+    const auto model = ZYRA::Host::LoadDeviceModel(folder_ / "first.device.json", error);
+    ASSERT_TRUE(model.has_value()) << error.Text();
+    EXPECT_EQ(model->state.bundles.size(), 5u);
+
+    const Outcome replayed = RunHost("replay " + first + " --journal - --log-level WARN");
+    EXPECT_EQ(replayed.exitStatus, 0) << replayed.output.substr(0, 1000);
+    EXPECT_EQ(replayed.output.find("\"kind\":\"log\""), std::string::npos);
+}
+
+TEST_F(CliTest, OutputThatCannotBeWrittenIsAFailedRun) {
+    const std::string log = Write("log.csv", "app,time\nMail,1700000000\n");
+    for (const std::string& command :
+         {std::string("generate --days 1 --apps 1"), "import " + log + " --columns app=app,time=time"}) {
+        const Outcome outcome = RunHost(command + " --output /dev/full");
+        EXPECT_EQ(outcome.exitStatus, 1) << command;
+        EXPECT_EQ(outcome.output, "/dev/full: is not a regular file\n") << command;
+    }
+}
+
+// Bad rows are named, the others become a scenario beside the log.
+TEST_F(CliTest, ALogIsImportedWithoutItsBadRows) {
+    const std::string log = Write("usage.csv",
+                                  "\xEF\xBB\xBF\"App; name\";Opened;Length;Page\r\n"
+                                  "Mail;01/05/2024 12:40;1:30;pages/Inbox\r\n"
+                                  "com.example.maps;01/05/2024 12:34;20;\r\n"
+                                  "\"Chat\";31/04/2024 12:41;20;\r\n"
+                                  "Chat;13/05/2024 12:41\r\n"
+                                  ";13/05/2024 12:41;20;\r\n"
+                                  "Mail;13/05/2024 12:41;20;\"with \"\"quotes\"\"\"\r\n");
+    const Outcome outcome =
+        RunHost("import " + log + " --columns 'app=App; name,time=Opened,duration=Length,page=Page'");
+    EXPECT_EQ(outcome.exitStatus, 0);
+    const std::string scenarioFile = (folder_ / "usage.jsonl").string();
+    const std::string deviceFile = (folder_ / "usage.device.json").string();
+    ZYRA::Host::InputError error;
+    const auto scenario = ZYRA::Host::LoadScenario(scenarioFile, error);
+    ASSERT_TRUE(scenario.has_value()) << error.Text() << outcome.output;
+    EXPECT_EQ(outcome.output, log + ":4: \"31/04/2024 12:41\" is not a time that can be read\n" + log +
+                                  ":5: too few fields: 2 where 4 are needed\n" + log + ":6: names no application\n" +
+                                  log + ": the rows are not in the order of their times; they have been sorted\n" +
+                                  log + ": 6 rows read, 3 taken, 3 bad; wrote " + scenarioFile + " and " + deviceFile +
+                                  ": " + std::to_string(scenario->steps.size()) + " steps\n");
+    const auto model = ZYRA::Host::LoadDeviceModel(deviceFile, error);
+    ASSERT_TRUE(model.has_value()) << error.Text();
+    EXPECT_EQ(model->startTimeS, 1714566840 - 60);
+    EXPECT_TRUE(model->scenes.contains("app.Mail/EntryAbility.with \"quotes\""));
+
+    const Outcome replayed = RunHost("replay " + scenarioFile + " --journal - --log-level WARN");
+    EXPECT_EQ(replayed.exitStatus, 0) << replayed.output;
+    EXPECT_EQ(replayed.output.find("\"kind\":\"log\""), std::string::npos) << replayed.output;
 }
 
 TEST_F(CliTest, LeavesNoMountBehind) {
