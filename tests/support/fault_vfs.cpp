@@ -1,0 +1,198 @@
+#include "tests/support/fault_vfs.h"
+
+#include <csignal>
+#include <functional>
+
+namespace ZYRA::Host {
+
+namespace {
+
+// SQLite gives room for this and, behind it, for the file of the VFS behind.
+struct FaultFile {
+    sqlite3_file base;
+    sqlite3_file* real;
+};
+
+sqlite3_file* RealFile(sqlite3_file* file) {
+    return reinterpret_cast<FaultFile*>(file)->real;
+}
+
+const sqlite3_io_methods& Methods(sqlite3_file* file) {
+    return *RealFile(file)->pMethods;
+}
+
+sqlite3_vfs& RealVfs() {
+    return FaultVfs::Install().Real();
+}
+
+// Does the call, unless a fault strikes it.
+int Do(FileCall kind, int error, const std::function<int()>& call, const std::function<int()>& half = nullptr) {
+    const std::optional<FileFault> fault = FaultVfs::Install().Count(kind);
+    if (!fault.has_value()) {
+        return call();
+    }
+    switch (*fault) {
+        case FileFault::FAILS:
+            return error;
+        case FileFault::FAILS_AS_FULL:
+            return SQLITE_FULL;
+        case FileFault::FAILS_DONE:
+            call();
+            return error;
+        case FileFault::KILLS:
+            break;
+        case FileFault::KILLS_HALFWAY:
+            half();
+            break;
+    }
+    raise(SIGKILL);
+    return error;
+}
+
+int Close(sqlite3_file* file) {
+    return Methods(file).xClose(RealFile(file));
+}
+
+int Read(sqlite3_file* file, void* data, int size, sqlite3_int64 offset) {
+    return Do(FILE_READ, SQLITE_IOERR_READ, [&] { return Methods(file).xRead(RealFile(file), data, size, offset); });
+}
+
+int Write(sqlite3_file* file, const void* data, int size, sqlite3_int64 offset) {
+    return Do(
+        FILE_WRITE, SQLITE_IOERR_WRITE, [&] { return Methods(file).xWrite(RealFile(file), data, size, offset); },
+        [&] { return Methods(file).xWrite(RealFile(file), data, size / 2, offset); });
+}
+
+int Truncate(sqlite3_file* file, sqlite3_int64 size) {
+    return Do(FILE_TRUNCATE, SQLITE_IOERR_TRUNCATE, [&] { return Methods(file).xTruncate(RealFile(file), size); });
+}
+
+int Sync(sqlite3_file* file, int flags) {
+    return Do(FILE_SYNC, SQLITE_IOERR_FSYNC, [&] { return Methods(file).xSync(RealFile(file), flags); });
+}
+
+int FileSize(sqlite3_file* file, sqlite3_int64* size) {
+    return Do(FILE_SIZE, SQLITE_IOERR_FSTAT, [&] { return Methods(file).xFileSize(RealFile(file), size); });
+}
+
+int Lock(sqlite3_file* file, int level) {
+    return Do(FILE_LOCK, SQLITE_BUSY, [&] { return Methods(file).xLock(RealFile(file), level); });
+}
+
+int Unlock(sqlite3_file* file, int level) {
+    return Do(FILE_UNLOCK, SQLITE_IOERR_UNLOCK, [&] { return Methods(file).xUnlock(RealFile(file), level); });
+}
+
+int CheckReservedLock(sqlite3_file* file, int* result) {
+    return Do(FILE_CHECK_RESERVED_LOCK, SQLITE_IOERR_CHECKRESERVEDLOCK,
+              [&] { return Methods(file).xCheckReservedLock(RealFile(file), result); });
+}
+
+int FileControl(sqlite3_file* file, int operation, void* arg) {
+    return Methods(file).xFileControl(RealFile(file), operation, arg);
+}
+
+int SectorSize(sqlite3_file* file) {
+    return Methods(file).xSectorSize(RealFile(file));
+}
+
+int DeviceCharacteristics(sqlite3_file* file) {
+    return Methods(file).xDeviceCharacteristics(RealFile(file));
+}
+
+// Version 1 ends before shared memory and mapped files.
+const sqlite3_io_methods METHODS = {1,
+                                    Close,
+                                    Read,
+                                    Write,
+                                    Truncate,
+                                    Sync,
+                                    FileSize,
+                                    Lock,
+                                    Unlock,
+                                    CheckReservedLock,
+                                    FileControl,
+                                    SectorSize,
+                                    DeviceCharacteristics,
+                                    nullptr,
+                                    nullptr,
+                                    nullptr,
+                                    nullptr,
+                                    nullptr,
+                                    nullptr};
+
+int Open(sqlite3_vfs* /*vfs*/, const char* name, sqlite3_file* file, int flags, int* outFlags) {
+    auto* const opened = reinterpret_cast<FaultFile*>(file);
+    // Without methods, SQLite closes nothing.
+    opened->base.pMethods = nullptr;
+    opened->real = reinterpret_cast<sqlite3_file*>(opened + 1);
+    opened->real->pMethods = nullptr;
+    const int result = Do(FILE_OPEN, SQLITE_CANTOPEN,
+                          [&] { return RealVfs().xOpen(&RealVfs(), name, opened->real, flags, outFlags); });
+    if (result == SQLITE_OK) {
+        opened->base.pMethods = &METHODS;
+    } else if (opened->real->pMethods != nullptr) {
+        Close(file);
+    }
+    return result;
+}
+
+int Delete(sqlite3_vfs* /*vfs*/, const char* name, int syncFolder) {
+    return Do(FILE_DELETE, SQLITE_IOERR_DELETE, [&] { return RealVfs().xDelete(&RealVfs(), name, syncFolder); });
+}
+
+int Access(sqlite3_vfs* /*vfs*/, const char* name, int flags, int* result) {
+    return Do(FILE_ACCESS, SQLITE_IOERR_ACCESS, [&] { return RealVfs().xAccess(&RealVfs(), name, flags, result); });
+}
+
+}  // namespace
+
+FaultVfs::FaultVfs() : real_(sqlite3_vfs_find(nullptr)) {
+    vfs_.iVersion = 1;
+    vfs_.szOsFile = static_cast<int>(sizeof(FaultFile)) + real_->szOsFile;
+    vfs_.mxPathname = real_->mxPathname;
+    vfs_.zName = "fault";
+    vfs_.xOpen = Open;
+    vfs_.xDelete = Delete;
+    vfs_.xAccess = Access;
+    vfs_.xFullPathname = [](sqlite3_vfs*, const char* name, int size, char* path) {
+        return RealVfs().xFullPathname(&RealVfs(), name, size, path);
+    };
+    vfs_.xRandomness = [](sqlite3_vfs*, int size, char* bytes) {
+        return RealVfs().xRandomness(&RealVfs(), size, bytes);
+    };
+    vfs_.xSleep = [](sqlite3_vfs*, int us) { return RealVfs().xSleep(&RealVfs(), us); };
+    vfs_.xCurrentTime = [](sqlite3_vfs*, double* time) { return RealVfs().xCurrentTime(&RealVfs(), time); };
+    vfs_.xGetLastError = [](sqlite3_vfs*, int size, char* text) {
+        return RealVfs().xGetLastError(&RealVfs(), size, text);
+    };
+}
+
+FaultVfs& FaultVfs::Install() {
+    static FaultVfs vfs;
+    static const int registered = sqlite3_vfs_register(&vfs.vfs_, 1);
+    static_cast<void>(registered);
+    return vfs;
+}
+
+void FaultVfs::Arm(const FaultPlan& plan) {
+    plan_ = plan;
+    calls_ = 0;
+    isArmed_ = true;
+}
+
+bool FaultVfs::Disarm() {
+    isArmed_ = false;
+    return calls_ >= plan_.first;
+}
+
+std::optional<FileFault> FaultVfs::Count(FileCall call) {
+    if (!isArmed_ || (plan_.calls & call) == 0) {
+        return std::nullopt;
+    }
+    ++calls_;
+    const bool isStruck = plan_.isLasting ? calls_ >= plan_.first : calls_ == plan_.first;
+    return isStruck ? std::optional(plan_.fault) : std::nullopt;
+}
+
+}  // namespace ZYRA::Host

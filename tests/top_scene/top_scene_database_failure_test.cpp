@@ -1,0 +1,211 @@
+// The scene database when something refuses to work.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "tests/top_scene/scene_database_test.h"
+
+namespace ZYRA::ResourceSchedule {
+namespace {
+
+const std::unordered_map<std::string, int> NEW_COUNT = {{"a/b", 1}};
+const std::vector<TempSceneRecord> NEW_SCENE = {{1, "a/b"}};
+
+class TopSceneDatabaseFailureTest : public SceneDatabaseTest {
+protected:
+    static Lines Everything() {
+        Lines rows = Raw().Rows(TOP_ROWS);
+        for (const char* query : {TEMP_ROWS, "SELECT * FROM train_history_table"}) {
+            const Lines more = Raw().Rows(query);
+            rows.insert(rows.end(), more.begin(), more.end());
+        }
+        return rows;
+    }
+
+    // Every operation that needs the file, by name.
+    std::vector<std::pair<std::string, std::function<int()>>> Operations() {
+        TopSceneDatabase& database = *database_;
+        return {
+            {"CreateTempSceneRecordTable", [&] { return database.CreateTempSceneRecordTable(); }},
+            {"CreateTopSceneRecordTable", [&] { return database.CreateTopSceneRecordTable(); }},
+            {"CreateTrainHistoryRecordTable", [&] { return database.CreateTrainHistoryRecordTable(); }},
+            {"Query", [&] { return database.Query(rows_, "temp_scene_table", {}, "", {}); }},
+            {"Update", [&] { return database.Update("temp_scene_table", OneColumn(), "", {}); }},
+            {"Delete", [&] { return database.Delete("temp_scene_table", "", {}); }},
+            {"ExecuteSqlWithBatchArgs", [&] { return database.ExecuteSqlWithBatchArgs("DELETE FROM x", {}); }},
+            {"QueryTrainStatus", [&] { return database.QueryTrainStatus(times_, time_); }},
+            {"UpdateTrainStatus", [&] { return database.UpdateTrainStatus(1, 2); }},
+            {"AddTempScene", [&] { return database.AddTempScene(NEW_COUNT); }},
+            {"QueryAllTempScene", [&] { return database.QueryAllTempScene(tempScenes_); }},
+            {"DeleteAllTempScene", [&] { return database.DeleteAllTempScene(); }},
+            {"UpdateOriginDecayLaunchCnt", [&] { return database.UpdateOriginDecayLaunchCnt(FACTOR); }},
+            {"UpsertTopScene", [&] { return database.UpsertTopScene(NEW_SCENE); }},
+            {"UpdateTopSceneData", [&] { return database.UpdateTopSceneData(FACTOR, NEW_SCENE); }},
+            {"QueryActiveTopScene", [&] { return database.QueryActiveTopScene(topScenes_); }},
+            {"UpdateTopSceneDeletedStatus", [&] { return database.UpdateTopSceneDeletedStatus({1}); }},
+            {"UpdateTopSceneIsTopStatus", [&] { return database.UpdateTopSceneIsTopStatus({{}}); }},
+            {"DeleteTopScene", [&] { return database.DeleteTopScene({1}); }},
+            {"UpdateTopSceneAfterTrain", [&] { return database.UpdateTopSceneAfterTrain({{}}, {1}); }},
+            {"UpdateTopSceneBundleStatus", [&] { return database.UpdateTopSceneBundleStatus("a", true); }},
+        };
+    }
+    void ExpectEveryOperationFails() {
+        for (const auto& [name, operation] : Operations()) {
+            logs_.Take();
+            EXPECT_EQ(operation(), -1) << name;
+        }
+        EXPECT_TRUE(rows_.empty());
+        EXPECT_TRUE(tempScenes_.empty());
+        EXPECT_TRUE(topScenes_.empty());
+        EXPECT_EQ(times_, -7);
+        EXPECT_EQ(time_, -8);
+    }
+};
+
+TEST_F(TopSceneDatabaseFailureTest, HistoryOfNoneOrSeveralRowsIsRefused) {
+    Open();
+    const char* changes[] = {
+        "DELETE FROM train_history_table",
+        // Without a key the table can hold the row twice.
+        "DROP TABLE train_history_table; CREATE TABLE train_history_table (train_history_id, train_times, "
+        "last_train_time); INSERT INTO train_history_table VALUES (1, 4, 5), (1, 4, 5)",
+    };
+    for (const char* change : changes) {
+        Raw().Run(change);
+        logs_.Take();
+        EXPECT_EQ(database_->QueryTrainStatus(times_, time_), -1) << change;
+        EXPECT_EQ(logs_.Take('E'), Lines{"E unexecpted record num."});
+        EXPECT_EQ(times_, -7);
+        EXPECT_EQ(time_, -8);
+    }
+    EXPECT_EQ(database_->UpdateTrainStatus(1, 2), 0);
+}
+
+// (a) A trigger, made through a second connection, refuses one step of a transaction; (b) the operation fails and says
+// so; (c) nothing has changed, although earlier steps had succeeded; (d) without the trigger it succeeds.
+TEST_F(TopSceneDatabaseFailureTest, FailureInsideATransactionLeavesEverythingAsItWas) {
+    Open();
+    Raw().Run(
+        "INSERT INTO top_scene_table VALUES (1, 'a', 'b', 10, 10, 1, 0), (2, 'a', 'c', 5, 5, 0, 0);"
+        "INSERT INTO temp_scene_table VALUES ('a/b', 3), ('bad/y', 1)");
+    const auto updateData = [this] {
+        return database_->UpdateTopSceneData(FACTOR, {{3, "a/b"}, {1, "bad/y"}, {1, "a/z"}});
+    };
+    const auto afterTrain = [this] {
+        TopSceneRecord first;
+        first.topSceneId = 1;
+        TopSceneRecord second;
+        second.topSceneId = 2;
+        second.isTopScene = true;
+        return database_->UpdateTopSceneAfterTrain({first, second}, {2});
+    };
+    const std::string refused = "E failed, errMsg: refused";
+    const std::string noTopScene = "E failed to update top scene.";
+    const struct {
+        const char* trigger;
+        std::function<int()> operation;
+        Lines lines;
+    } rows[] = {
+        {"UPDATE ON top_scene_table WHEN NEW.launched_count = OLD.launched_count", updateData, {noTopScene}},
+        {"INSERT ON top_scene_table WHEN NEW.bundle_name = 'bad'",
+         updateData,
+         {refused, "E batch insert temp scene failed.", noTopScene}},
+        {"DELETE ON temp_scene_table WHEN OLD.scene_name = 'bad/y'",
+         updateData,
+         {"E failed to update train status.", noTopScene}},
+        {"UPDATE ON top_scene_table WHEN OLD.top_scene_id = 2",
+         afterTrain,
+         {refused, "E batch update top scene delete status failed."}},
+        {"DELETE ON top_scene_table", afterTrain, {refused, "E batch delete top scene failed."}},
+    };
+    const Lines before = Everything();
+    for (const auto& row : rows) {
+        Raw().Run(std::string("CREATE TRIGGER refusal BEFORE ") + row.trigger +
+                  " BEGIN SELECT RAISE(ABORT, 'refused'); END");
+        logs_.Take();
+        EXPECT_EQ(row.operation(), -1) << row.trigger;
+        EXPECT_EQ(logs_.Take('E'), row.lines) << row.trigger;
+        EXPECT_EQ(Everything(), before) << row.trigger;
+        Raw().Run("DROP TRIGGER refusal");
+    }
+    EXPECT_EQ(updateData(), 0);
+    EXPECT_EQ(afterTrain(), 0);
+    EXPECT_EQ(Raw().Rows(TOP_ROWS), (Lines{"a|b|13|12.00324|0|0", "a|z|1|1.0|0|0", "bad|y|1|1.0|0|0"}));
+}
+
+TEST_F(TopSceneDatabaseFailureTest, BatchStopsAtTheFirstListThatFails) {
+    Open();
+    const std::string insert = "INSERT INTO temp_scene_table VALUES (?, ?)";
+    const std::string a = "a/a";
+    const std::string b = "b/b";
+    const struct {
+        std::string sql;
+        std::vector<std::vector<VariantValue>> batch;
+        int result;
+        Lines lines;
+        Lines rows;
+    } rows[] = {
+        {insert, {}, 0, {}, {}},
+        {"nonsense", {}, -1, {"E Cannot prepare, errMsg: near \"nonsense\": syntax error"}, {}},
+        {insert,
+         {{a, 1}, {b, 1, 1}, {b, 2}},
+         -1,
+         {"E bind argsNum > argsCount of sql statement.", "E bind argument failed. 206"},
+         {"a/a|1"}},
+        {insert,
+         {{b, 1}, {a, 1}, {std::string("c/c"), 2}},
+         -1,
+         {"E failed, errMsg: UNIQUE constraint failed: temp_scene_table.scene_name"},
+         {"a/a|1", "b/b|1"}},
+        {"SELECT * FROM temp_scene_table WHERE scene_name=?",
+         {{a}},
+         -1,
+         {"E failed, errMsg: another row available"},
+         {"a/a|1", "b/b|1"}},
+    };
+    for (const auto& row : rows) {
+        logs_.Take();
+        EXPECT_EQ(database_->ExecuteSqlWithBatchArgs(row.sql, row.batch), row.result) << row.sql;
+        EXPECT_EQ(logs_.Take(), row.lines);
+        EXPECT_EQ(Raw().Rows(TEMP_ROWS), row.rows);
+    }
+}
+
+TEST_F(TopSceneDatabaseFailureTest, FolderThatCannotBeMadeLeavesEveryOperationFailing) {
+    Open("/data/no/such/parent/");
+    EXPECT_EQ(logs_.Take(), Lines{"E create top scene database dir failure, errno:2"});
+    ExpectEveryOperationFails();
+}
+
+// (a) Something else stands where the database should be, or a folder of that name; (b) opening survives it; (c) every
+// operation fails; (d) what was there is unchanged.
+TEST_F(TopSceneDatabaseFailureTest, ForeignFileInPlaceOfTheDatabaseIsLeftAlone) {
+    const std::string content(5000, 'x');
+    ASSERT_EQ(mkdir(FOLDER, 0700), 0);
+    std::ofstream(FILE_NAME) << content;
+    Open();
+    EXPECT_EQ(logs_.Take('E'),
+              (Lines{"E failed, errMsg: file is not a database", "E failed to create temp_scene_table.",
+                     "E failed, errMsg: file is not a database", "E failed to create top_scene_table.",
+                     "E failed, errMsg: file is not a database", "E failed to creat train_history_table."}));
+    ExpectEveryOperationFails();
+    database_.reset();
+    std::string after;
+    std::getline(std::ifstream(FILE_NAME), after);
+    EXPECT_EQ(after, content);
+    ASSERT_EQ(unlink(FILE_NAME), 0);
+    ASSERT_EQ(mkdir(FILE_NAME, 0700), 0);
+    Open();
+    ExpectEveryOperationFails();
+}
+
+}  // namespace
+}  // namespace ZYRA::ResourceSchedule
