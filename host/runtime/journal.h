@@ -98,10 +98,9 @@ struct PluginStep {
 };
 struct ShutdownStep {};
 
-using JournalFact =
-    std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, RequestEntry, SysEventEntry, SpanEntry, DumpEntry,
-                 MonitorEntry, BindEntry, RecordEntry, PrereadEntry, TopSetEntry, DeviceStep, EventStep, PluginStep,
-                 ShutdownStep>;
+using JournalFact = std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, RequestEntry, SysEventEntry, SpanEntry,
+                                 DumpEntry, MonitorEntry, BindEntry, RecordEntry, PrereadEntry, TopSetEntry, DeviceStep,
+                                 EventStep, PluginStep, ShutdownStep>;
 
 struct JournalEntry {
     int64_t timeUs;

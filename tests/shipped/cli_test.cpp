@@ -1,55 +1,26 @@
 // The command line as people meet it: what is refused, with which text and which exit status.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "host/replay/device_model.h"
 #include "host/replay/scenario.h"
+#include "tests/shipped/host_runner.h"
 
+namespace ZYRA::Host {
 namespace {
 
 namespace fs = std::filesystem;
 
-struct Outcome {
-    int exitStatus;
-    std::string output;  // Both streams.
-};
-
-Outcome RunHost(const std::string& arguments) {
-    const std::string command = std::string(HOST_BINARY) + " " + arguments + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "re");
-    Outcome outcome{};
-    char chunk[4096];
-    for (size_t length = 0; (length = fread(chunk, 1, sizeof(chunk), pipe)) > 0;) {
-        outcome.output.append(chunk, length);
-    }
-    outcome.exitStatus = WEXITSTATUS(pclose(pipe));
-    return outcome;
-}
-
-// A folder of its own for the files of one test.
-class CliTest : public ::testing::Test {
+class CliTest : public HostRunnerTest {
 protected:
-    CliTest() { fs::create_directories(folder_); }
-    ~CliTest() override { fs::remove_all(folder_); }
-
-    std::string Write(const std::string& name, const std::string& text) const {
-        const fs::path path = folder_ / name;
-        std::ofstream(path) << text;
-        return path;
-    }
-
     static std::string Read(const fs::path& path) {
         std::ifstream file(path);
         return std::string(std::istreambuf_iterator<char>(file), {});
     }
-
-    const fs::path folder_ = fs::temp_directory_path() / ("iosched_cli_" + std::to_string(getpid()));
 };
 
 TEST_F(CliTest, BadInputEndsWithItsPlaceAndStatus2) {
@@ -126,12 +97,12 @@ TEST_F(CliTest, GeneratedScenariosAreTheSameForASeedAndCanBeReplayed) {
     EXPECT_EQ(Read(first), Read(again));
     EXPECT_EQ(Read(folder_ / "first.device.json"), Read(folder_ / "again.device.json"));
 
-    ZYRA::Host::InputError error;
-    const auto scenario = ZYRA::Host::LoadScenario(first, error);
+    InputError error;
+    const auto scenario = LoadScenario(first, error);
     ASSERT_TRUE(scenario.has_value()) << error.Text();
     EXPECT_NE(made.output.find(" " + std::to_string(scenario->steps.size()) + " steps"), std::string::npos)
         << made.output;
-    const auto model = ZYRA::Host::LoadDeviceModel(folder_ / "first.device.json", error);
+    const auto model = LoadDeviceModel(folder_ / "first.device.json", error);
     ASSERT_TRUE(model.has_value()) << error.Text();
     EXPECT_EQ(model->state.bundles.size(), 5u);
 
@@ -165,15 +136,15 @@ TEST_F(CliTest, ALogIsImportedWithoutItsBadRows) {
     EXPECT_EQ(outcome.exitStatus, 0);
     const std::string scenarioFile = (folder_ / "usage.jsonl").string();
     const std::string deviceFile = (folder_ / "usage.device.json").string();
-    ZYRA::Host::InputError error;
-    const auto scenario = ZYRA::Host::LoadScenario(scenarioFile, error);
+    InputError error;
+    const auto scenario = LoadScenario(scenarioFile, error);
     ASSERT_TRUE(scenario.has_value()) << error.Text() << outcome.output;
     EXPECT_EQ(outcome.output, log + ":4: \"31/04/2024 12:41\" is not a time that can be read\n" + log +
                                   ":5: too few fields: 2 where 4 are needed\n" + log + ":6: names no application\n" +
                                   log + ": the rows are not in the order of their times; they have been sorted\n" +
                                   log + ": 6 rows read, 3 taken, 3 bad; wrote " + scenarioFile + " and " + deviceFile +
                                   ": " + std::to_string(scenario->steps.size()) + " steps\n");
-    const auto model = ZYRA::Host::LoadDeviceModel(deviceFile, error);
+    const auto model = LoadDeviceModel(deviceFile, error);
     ASSERT_TRUE(model.has_value()) << error.Text();
     EXPECT_EQ(model->startTimeS, 1714566840 - 60);
     EXPECT_TRUE(model->scenes.contains("app.Mail/EntryAbility.with \"quotes\""));
@@ -194,3 +165,4 @@ TEST_F(CliTest, LeavesNoMountBehind) {
 }
 
 }  // namespace
+}  // namespace ZYRA::Host

@@ -1,5 +1,7 @@
 #include "tests/support/fault_vfs.h"
 
+#include <sqlite3.h>
+
 #include <csignal>
 #include <functional>
 
@@ -21,8 +23,10 @@ const sqlite3_io_methods& Methods(sqlite3_file* file) {
     return *RealFile(file)->pMethods;
 }
 
+// The default one before the first fault.
 sqlite3_vfs& RealVfs() {
-    return FaultVfs::Install().Real();
+    static sqlite3_vfs& real = *sqlite3_vfs_find(nullptr);
+    return real;
 }
 
 // Does the call, unless a fault strikes it.
@@ -145,34 +149,41 @@ int Access(sqlite3_vfs* /*vfs*/, const char* name, int flags, int* result) {
     return Do(FILE_ACCESS, SQLITE_IOERR_ACCESS, [&] { return RealVfs().xAccess(&RealVfs(), name, flags, result); });
 }
 
-}  // namespace
-
-FaultVfs::FaultVfs() : real_(sqlite3_vfs_find(nullptr)) {
-    vfs_.iVersion = 1;
-    vfs_.szOsFile = static_cast<int>(sizeof(FaultFile)) + real_->szOsFile;
-    vfs_.mxPathname = real_->mxPathname;
-    vfs_.zName = "fault";
-    vfs_.xOpen = Open;
-    vfs_.xDelete = Delete;
-    vfs_.xAccess = Access;
-    vfs_.xFullPathname = [](sqlite3_vfs*, const char* name, int size, char* path) {
+sqlite3_vfs NewVfs() {
+    sqlite3_vfs vfs = {};
+    vfs.iVersion = 1;
+    vfs.szOsFile = static_cast<int>(sizeof(FaultFile)) + RealVfs().szOsFile;
+    vfs.mxPathname = RealVfs().mxPathname;
+    vfs.zName = "fault";
+    vfs.xOpen = Open;
+    vfs.xDelete = Delete;
+    vfs.xAccess = Access;
+    vfs.xFullPathname = [](sqlite3_vfs*, const char* name, int size, char* path) {
         return RealVfs().xFullPathname(&RealVfs(), name, size, path);
     };
-    vfs_.xRandomness = [](sqlite3_vfs*, int size, char* bytes) {
+    vfs.xRandomness = [](sqlite3_vfs*, int size, char* bytes) {
         return RealVfs().xRandomness(&RealVfs(), size, bytes);
     };
-    vfs_.xSleep = [](sqlite3_vfs*, int us) { return RealVfs().xSleep(&RealVfs(), us); };
-    vfs_.xCurrentTime = [](sqlite3_vfs*, double* time) { return RealVfs().xCurrentTime(&RealVfs(), time); };
-    vfs_.xGetLastError = [](sqlite3_vfs*, int size, char* text) {
+    vfs.xSleep = [](sqlite3_vfs*, int us) { return RealVfs().xSleep(&RealVfs(), us); };
+    vfs.xCurrentTime = [](sqlite3_vfs*, double* time) { return RealVfs().xCurrentTime(&RealVfs(), time); };
+    vfs.xGetLastError = [](sqlite3_vfs*, int size, char* text) {
         return RealVfs().xGetLastError(&RealVfs(), size, text);
     };
+    return vfs;
 }
+
+}  // namespace
 
 FaultVfs& FaultVfs::Install() {
     static FaultVfs vfs;
-    static const int registered = sqlite3_vfs_register(&vfs.vfs_, 1);
-    static_cast<void>(registered);
+    static sqlite3_vfs registered = NewVfs();
+    static const int result = sqlite3_vfs_register(&registered, 1);
+    static_cast<void>(result);
     return vfs;
+}
+
+const char* FaultVfs::RealName() {
+    return RealVfs().zName;
 }
 
 void FaultVfs::Arm(const FaultPlan& plan) {

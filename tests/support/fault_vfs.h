@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sqlite3.h>
-
 #include <cstdint>
 #include <optional>
 
@@ -53,17 +51,15 @@ public:
     // Ends the plan. Returns whether the fault has struck.
     bool Disarm();
 
-    // The VFS behind it.
-    sqlite3_vfs& Real() const { return *real_; }
+    // The name of the VFS behind it.
+    static const char* RealName();
 
     // For the VFS: counts a call, and gives the fault that strikes it, if any.
     std::optional<FileFault> Count(FileCall call);
 
 private:
-    FaultVfs();
+    FaultVfs() = default;
 
-    sqlite3_vfs* const real_;
-    sqlite3_vfs vfs_ = {};
     bool isArmed_ = false;
     FaultPlan plan_;
     uint64_t calls_ = 0;

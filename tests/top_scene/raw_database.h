@@ -1,12 +1,12 @@
 #pragma once
 
-#include <sqlite3.h>
-
 #include <functional>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
+
+struct sqlite3;
+struct sqlite3_stmt;
 
 namespace ZYRA::ResourceSchedule {
 
@@ -14,58 +14,23 @@ namespace ZYRA::ResourceSchedule {
 class RawDatabase {
 public:
     // `vfs` null: SQLite's default.
-    explicit RawDatabase(const std::string& path, const char* vfs = nullptr) {
-        sqlite3* opened = nullptr;
-        const int result = sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, vfs);
-        db_.reset(opened);
-        Check(result, path);
-    }
+    explicit RawDatabase(const std::string& path, const char* vfs = nullptr);
 
-    void Run(const std::string& sql) { Check(sqlite3_exec(db_.get(), sql.c_str(), nullptr, nullptr, nullptr), sql); }
-
-    void ForEachRow(const std::string& sql, const std::function<void(sqlite3_stmt*)>& take) {
-        sqlite3_stmt* prepared = nullptr;
-        const int result = sqlite3_prepare_v2(db_.get(), sql.c_str(), -1, &prepared, nullptr);
-        const std::unique_ptr<sqlite3_stmt, Closer> statement(prepared);
-        Check(result, sql);
-        int step = SQLITE_ROW;
-        while ((step = sqlite3_step(prepared)) == SQLITE_ROW) {
-            take(prepared);
-        }
-        Check(step == SQLITE_DONE ? SQLITE_OK : step, sql);
-    }
+    void Run(const std::string& sql);
+    void ForEachRow(const std::string& sql, const std::function<void(sqlite3_stmt*)>& take);
 
     // Each row as its columns with "|" between them.
-    std::vector<std::string> Rows(const std::string& sql) {
-        std::vector<std::string> rows;
-        ForEachRow(sql, [&rows](sqlite3_stmt* row) {
-            std::string& line = rows.emplace_back();
-            for (int column = 0; column < sqlite3_column_count(row); ++column) {
-                line += (column == 0 ? "" : "|") + Text(row, column);
-            }
-        });
-        return rows;
-    }
+    std::vector<std::string> Rows(const std::string& sql);
 
-    static std::string Text(sqlite3_stmt* row, int column) {
-        const void* bytes = sqlite3_column_blob(row, column);
-        const auto size = static_cast<size_t>(sqlite3_column_bytes(row, column));
-        return sqlite3_column_type(row, column) == SQLITE_NULL ? "NULL"
-               : bytes == nullptr                              ? ""
-                                                               : std::string(static_cast<const char*>(bytes), size);
-    }
+    static std::string Text(sqlite3_stmt* row, int column);
 
 private:
     struct Closer {
-        void operator()(sqlite3* connection) const { sqlite3_close(connection); }
-        void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+        void operator()(sqlite3* connection) const;
+        void operator()(sqlite3_stmt* statement) const;
     };
 
-    void Check(int result, const std::string& what) {
-        if (result != SQLITE_OK) {
-            throw std::runtime_error(what + ": " + sqlite3_errmsg(db_.get()));
-        }
-    }
+    void Check(int result, const std::string& what);
 
     std::unique_ptr<sqlite3, Closer> db_;
 };

@@ -36,7 +36,7 @@ protected:
         ScreenOff();
         CloseDatabase();
         const int trainTimes = TRAIN_TIMES + 1 + (traces_.published.has_value() ? 1 : 0);
-        EXPECT_EQ(ReadState(DATABASE, vfs_.Real().zName), model_.Train(before, trainTimes, Now()));
+        EXPECT_EQ(ReadState(DATABASE, Host::FaultVfs::RealName()), model_.Train(before, trainTimes, Now()));
         EXPECT_FALSE(std::filesystem::exists(JOURNAL));
     }
 

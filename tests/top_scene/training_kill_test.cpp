@@ -84,7 +84,7 @@ TEST_P(TrainingKillTest, LeavesEachTransactionOldOrNew) {
     Launch("com.example.app1/NextAbility.page");
     ScreenOff();
     CloseDatabase();
-    EXPECT_EQ(ReadState(DATABASE, vfs_.Real().zName).trainTimes, TRAIN_TIMES + 2);
+    EXPECT_EQ(ReadState(DATABASE, Host::FaultVfs::RealName()).trainTimes, TRAIN_TIMES + 2);
 }
 
 std::string NameOf(const ::testing::TestParamInfo<KillKind>& info) {

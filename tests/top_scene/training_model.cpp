@@ -1,5 +1,7 @@
 #include "tests/top_scene/training_model.h"
 
+#include <sqlite3.h>
+
 #include <algorithm>
 #include <iterator>
 #include <ostream>

@@ -44,7 +44,7 @@ protected:
         Start();
         CloseDatabase();
         prepared_ = ReadBytes(DATABASE);
-        before_ = ReadState(DATABASE, vfs_.Real().zName);
+        before_ = ReadState(DATABASE, Host::FaultVfs::RealName());
         std::set<double> counts;
         for (const StoredScene& scene : model_.Train(before_, 0, 0).scenes) {
             ASSERT_TRUE(counts.insert(scene.decayed).second) << "the ranking must not be left a choice";
@@ -73,7 +73,7 @@ protected:
         if (std::filesystem::exists(JOURNAL)) {
             std::filesystem::copy_file(JOURNAL, copy + "-journal");
         }
-        return ReadState(copy, vfs_.Real().zName);
+        return ReadState(copy, Host::FaultVfs::RealName());
     }
     void Report(const std::string& name, uint64_t points) {
         std::cout << name << ": " << points << " points\n";
