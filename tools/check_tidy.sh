@@ -1,11 +1,12 @@
 #!/bin/bash
-# Runs clang-tidy over our .cpp files, as many at a time as there are processors; what it finds is an error (.clang-tidy
-# says what it looks for). The tests are left to the compilers' warnings and the sanitizers: reading them takes as long
-# as all the rest. A .cpp file that no build compiles is an error, a test too: it would be neither checked nor run.
+# Reads our .cpp files with clang, as many at a time as there are processors; what it finds is an error. The product is
+# read by clang-tidy (.clang-tidy says what it looks for), the tests by the compiler alone, without making code of them:
+# to tidy them takes as long as all the rest. Both report clang's own warnings, its analysis of locks among them. A .cpp
+# file that no build compiles is an error, a test too: it would be neither checked nor run.
 #
 # Usage: tools/check_tidy.sh BUILD-DIR... [-- FILE...]
 #   BUILD-DIR   holds a compile_commands.json; a file is checked as the first build that compiles it does
-#   FILE        check just these (paths from the root), tests as well
+#   FILE        read just these with clang-tidy (paths from the root), tests as well
 #
 # Exit codes: 0 nothing found, 1 something found, 2 bad usage.
 set -euo pipefail
@@ -39,22 +40,37 @@ for file in "${files[@]}"; do
         echo "$file: no build compiles this file"
         failed=1
     elif [ "$named" -gt 0 ] || [[ $file != tests/* ]]; then
-        jobs+=("${build_of[$file]}" "$file")
+        jobs+=(tidy_one "${build_of[$file]}" "$file")
+    else
+        jobs+=(compile_one "${build_of[$file]}" "$file")
     fi
 done
 
 # The findings of one file are printed together, and only if there are any.
-check_one() {
+tidy_one() {
     local said
     if ! said=$(clang-tidy --quiet -p "$1" "$2" 2>&1); then
         printf '%s\n' "$said"
         return 1
     fi
 }
-export -f check_one
+# With the command of the build, which must be one of clang's. The database gives it as JSON text on a line of its own.
+compile_one() {
+    local command
+    command=$(awk -v file="$PWD/$2" '
+        /^ *"command": / { command = $0 }
+        /^ *"file": / && index($0, "\"" file "\"") { print command; exit }' "$1/compile_commands.json")
+    command=${command#*: \"}
+    command=${command%\",*}
+    command=${command//\\\"/\"}
+    command=${command//\\\\/\\}
+    [[ $command == *clang++* ]] || { echo "$2: the build in $1 does not compile it with clang"; return 1; }
+    (cd "$1" && eval "$command -fsyntax-only")
+}
+export -f tidy_one compile_one
 if [ ${#jobs[@]} -gt 0 ]; then
     # shellcheck disable=SC2016  # the inner shell expands these
-    printf '%s\n' "${jobs[@]}" | xargs -d '\n' -n 2 -P "$(nproc)" bash -c 'check_one "$1" "$2"' check_one || failed=1
+    printf '%s\n' "${jobs[@]}" | xargs -d '\n' -n 3 -P "$(nproc)" bash -c '"$@"' check_tidy || failed=1
 fi
 [ "$failed" -eq 0 ] || exit 1
-echo "clang-tidy: $((${#jobs[@]} / 2)) files read, ${#files[@]} compiled"
+echo "clang: ${#files[@]} files read"

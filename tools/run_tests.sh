@@ -25,6 +25,8 @@ code=0
 "${runner[@]}" ctest --preset "$preset" --output-junit "$report" "$@" || code=$?
 
 if [ -f "$report" ]; then
+    # How many points the tests of faults have tried.
+    sed -n 's/^tried: .* points$/&/p' "$report"
     echo "tests run: $preset $(tools/check_test_count.sh --print "$preset")"
 fi
 exit "$code"

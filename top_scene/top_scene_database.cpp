@@ -1,3 +1,5 @@
+// The tables of the scene database: what is stored in them and asked of them.
+
 #include "top_scene/top_scene_database.h"
 
 #include <sqlite3.h>
@@ -14,9 +16,6 @@
 namespace ZYRA::ResourceSchedule {
 
 namespace {
-
-constexpr int DB_OK = 0;
-constexpr int DB_FAILED = -1;
 
 constexpr mode_t FOLDER_MODE = 0700;
 
@@ -42,10 +41,6 @@ Batch BatchOf(const Rows& rows, ToArgs toArgs) {
         batch.push_back(toArgs(row));
     }
     return batch;
-}
-
-std::string WithWhere(const std::string& sql, const std::string& whereClause) {
-    return whereClause.empty() ? sql : sql + " WHERE " + whereClause;
 }
 
 }  // namespace
@@ -121,127 +116,6 @@ int TopSceneDatabase::CreateTrainHistoryRecordTable() const {
         IOSCHED_LOGE("failed to insert train history item.");
         return DB_FAILED;
     }
-    return DB_OK;
-}
-
-std::string TopSceneDatabase::CreatePreparedQuerySql(const std::string& table, const std::vector<std::string>& columns,
-                                                     const std::string& whereClause) {
-    std::string sql = "SELECT ";
-    if (columns.empty()) {
-        sql += "* ";
-    } else {
-        AppendQueryColumns(sql, columns);
-    }
-    return WithWhere(sql + "FROM " + table, whereClause);
-}
-
-void TopSceneDatabase::AppendQueryColumns(std::string& sql, const std::vector<std::string>& columns) {
-    const char* separator = "";
-    for (const std::string& column : columns) {
-        sql += separator + column;
-        separator = ", ";
-    }
-    sql += " ";
-}
-
-int TopSceneDatabase::Query(std::vector<ValuesBucket>& rows, const std::string& table,
-                            const std::vector<std::string>& columns, const std::string& whereClause,
-                            const std::vector<VariantValue>& whereArgs) const {
-    const std::string sql = CreatePreparedQuerySql(table, columns, whereClause);
-    IOSCHED_LOGD("querySql: %{public}s", sql.c_str());
-    const auto statement = CreateSqliteStatement(sql);
-    if (statement->PrepareAndBindArguments(whereArgs) != SQLITE_UTIL_OK) {
-        return DB_FAILED;
-    }
-    const int32_t columnCount = statement->GetColumnCount();
-    int32_t result = statement->Step();
-    for (; result == SQLITE_ROW; result = statement->Step()) {
-        ValuesBucket& row = rows.emplace_back();
-        for (int32_t column = 0; column < columnCount; ++column) {
-            row.Put(statement->GetColumnName(column), statement->GetValue(column));
-        }
-    }
-    return result == SQLITE_DONE ? DB_OK : DB_FAILED;
-}
-
-int TopSceneDatabase::Update(const std::string& table, const ValuesBucket& values, const std::string& whereClause,
-                             const std::vector<VariantValue>& whereArgs) const {
-    if (table.empty() || values.IsEmpty()) {
-        return DB_FAILED;
-    }
-    std::string sql = "UPDATE " + table + " SET ";
-    std::vector<VariantValue> args;
-    const char* separator = "";
-    for (const auto& [column, value] : values.GetAllKeyValue()) {
-        sql += separator + column + "=?";
-        separator = ", ";
-        args.push_back(value);
-    }
-    args.insert(args.end(), whereArgs.begin(), whereArgs.end());
-    sql = WithWhere(sql, whereClause);
-    IOSCHED_LOGD("update: %{public}s", sql.c_str());
-    return ExecuteUpdate(sql, args);
-}
-
-int TopSceneDatabase::Delete(const std::string& table, const std::string& whereClause,
-                             const std::vector<VariantValue>& whereArgs) const {
-    const std::string sql = WithWhere("DELETE FROM " + table, whereClause);
-    IOSCHED_LOGD("deleteSql: %{public}s", sql.c_str());
-    return ExecuteUpdate(sql, whereArgs);
-}
-
-int TopSceneDatabase::ExecuteUpdate(const std::string& sql, const std::vector<VariantValue>& args) const {
-    const auto statement = CreateSqliteStatement(sql);
-    if (statement->PrepareAndBindArguments(args) != SQLITE_UTIL_OK) {
-        return DB_FAILED;
-    }
-    return statement->Step() == SQLITE_DONE ? DB_OK : DB_FAILED;
-}
-
-int TopSceneDatabase::ExecuteSqlWithBatchArgs(const std::string& sql,
-                                              const std::vector<std::vector<VariantValue>>& batch) const {
-    const auto statement = CreateSqliteStatement(sql);
-    if (statement->Prepare() != SQLITE_UTIL_OK) {
-        return DB_FAILED;
-    }
-    for (const std::vector<VariantValue>& args : batch) {
-        if (const int32_t result = statement->BindArguments(args); result != SQLITE_UTIL_OK) {
-            IOSCHED_LOGE("bind argument failed. %{public}d", result);
-            return DB_FAILED;
-        }
-        if (statement->Step() != SQLITE_DONE) {
-            IOSCHED_LOGE("failed, errMsg: %{public}s", SpitError().c_str());
-            return DB_FAILED;
-        }
-        statement->Reset();
-    }
-    return DB_OK;
-}
-
-int TopSceneDatabase::ExecuteInTransaction(std::initializer_list<std::function<int()>> changes) const {
-    // Rolls back whatever did not reach the end, also when the transaction could not begin: should one have been left
-    // open, everything written later would be lost with it.
-    struct Rollback {
-        const SqliteUtil& database;
-        bool isWanted = true;
-        ~Rollback() {
-            if (isWanted) {
-                database.RollbackTransaction();
-            }
-        }
-    } rollback{*this};
-    if (BeginTransaction() != SQLITE_UTIL_OK) {
-        return DB_FAILED;
-    }
-    for (const std::function<int()>& change : changes) {
-        if (change() != DB_OK) {
-            return DB_FAILED;
-        }
-    }
-    if (CommitTransaction() != SQLITE_UTIL_OK) {
-        return DB_FAILED;
-    }
-    rollback.isWanted = false;
     return DB_OK;
 }
 

@@ -80,6 +80,9 @@ public:
     int UpdateTopSceneBundleStatus(const std::string& bundleName, bool isInstalled) const;
 
 private:
+    static constexpr int DB_OK = 0;
+    static constexpr int DB_FAILED = -1;
+
     // Makes the changes one after the other, up to the first that fails, and keeps all or none of them.
     int ExecuteInTransaction(std::initializer_list<std::function<int()>> changes) const;
     // Runs one statement that changes rows.

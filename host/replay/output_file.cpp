@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <utility>
 
 namespace ZYRA::Host {
 
@@ -18,7 +17,7 @@ constexpr mode_t FILE_MODE = 0666;
 std::unique_ptr<OutputFile> OutputFile::Create(const std::string& path) {
     UniqueFd file(path == STANDARD_OUTPUT ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
                                           : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, FILE_MODE));
-    return file.Valid() ? std::unique_ptr<OutputFile>(new OutputFile(std::move(file))) : nullptr;
+    return file.Valid() ? std::make_unique<OutputFile>(std::move(file)) : nullptr;
 }
 
 void OutputFile::Write(std::string_view text) {
@@ -26,6 +25,15 @@ void OutputFile::Write(std::string_view text) {
     if (pending_.size() >= PIECE_SIZE) {
         Flush();
     }
+}
+
+int OutputFile::Sync() {
+    Flush();
+    // Some file systems say only now that a write has failed.
+    if (error_ == 0 && fsync(file_.Get()) != 0) {
+        error_ = errno;
+    }
+    return error_;
 }
 
 int OutputFile::Finish() {

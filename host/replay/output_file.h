@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "host/kernel/unique_fd.h"
 
@@ -18,13 +19,16 @@ public:
     // path may lead elsewhere. Returns null with errno set on failure.
     static std::unique_ptr<OutputFile> Create(const std::string& path);
 
+    explicit OutputFile(UniqueFd file) : file_(std::move(file)) {}
+
     void Write(std::string_view text);
 
-    // Writes what is left and ends. Returns 0, or the errno of the first write that failed.
+    // Both write what is left and return 0, or the errno of what failed first. The one waits until it is on the disk,
+    // the other ends.
+    int Sync();
     int Finish();
 
 private:
-    explicit OutputFile(UniqueFd file) : file_(std::move(file)) {}
     void Flush();
 
     UniqueFd file_;

@@ -9,11 +9,12 @@
 #include <cstring>
 #include <utility>
 
+#include "host/kernel/unique_fd.h"
+
 namespace ZYRA::Host {
 
 namespace {
 
-constexpr size_t PIECE_SIZE = 1 << 16;
 constexpr mode_t FILE_MODE = 0666;
 
 }  // namespace
@@ -26,11 +27,13 @@ WholeFile::WholeFile(std::string path)
         Fail("is not a regular file");
         return;
     }
-    file_.Reset(open(temporaryPath_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, FILE_MODE));
-    leavesFile_ = file_.Valid();
-    if (!leavesFile_) {
-        FailWithErrno();
+    UniqueFd file(open(temporaryPath_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, FILE_MODE));
+    if (!file.Valid()) {
+        Fail(std::strerror(errno));
+        return;
     }
+    leavesFile_ = true;
+    file_.emplace(std::move(file));
 }
 
 WholeFile::~WholeFile() {
@@ -40,46 +43,28 @@ WholeFile::~WholeFile() {
 }
 
 void WholeFile::Write(std::string_view text) {
-    pending_ += text;
-    if (pending_.size() >= PIECE_SIZE) {
-        Flush();
+    if (file_) {
+        file_->Write(text);
     }
 }
 
 bool WholeFile::Finish() {
-    Flush();
-    // Some file systems say only now that a write has failed.
-    if (failure_.empty() && fsync(file_.Get()) != 0) {
-        FailWithErrno();
+    if (file_) {
+        if (const int error = file_->Sync(); error != 0) {
+            Fail(std::strerror(error));
+        }
+        file_.reset();
     }
-    file_.Reset();
     return failure_.empty();
 }
 
 bool WholeFile::Publish() {
     if (std::rename(temporaryPath_.c_str(), path_.c_str()) != 0) {
-        FailWithErrno();
+        Fail(std::strerror(errno));
         return false;
     }
     leavesFile_ = false;
     return true;
-}
-
-void WholeFile::Flush() {
-    size_t written = 0;
-    while (failure_.empty() && written < pending_.size()) {
-        const ssize_t count = write(file_.Get(), pending_.data() + written, pending_.size() - written);
-        if (count >= 0) {
-            written += static_cast<size_t>(count);
-        } else if (errno != EINTR) {
-            FailWithErrno();
-        }
-    }
-    pending_.clear();
-}
-
-void WholeFile::FailWithErrno() {
-    Fail(std::strerror(errno));
 }
 
 }  // namespace ZYRA::Host

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
-#include "host/kernel/unique_fd.h"
+#include "host/replay/output_file.h"
 
 namespace ZYRA::Host {
 
@@ -22,7 +23,6 @@ public:
     // "file: reason" of what failed first, empty as long as nothing has.
     const std::string& Failure() const { return failure_; }
 
-    // Writes in large pieces.
     void Write(std::string_view text);
     // Writes what is left, down to the disk. Returns false on failure.
     bool Finish();
@@ -30,14 +30,11 @@ public:
     bool Publish();
 
 private:
-    void Flush();
     void Fail(const char* reason) { failure_ = path_ + ": " + reason; }
-    void FailWithErrno();
 
     const std::string path_;
     const std::string temporaryPath_;
-    UniqueFd file_;
-    std::string pending_;
+    std::optional<OutputFile> file_;  // Nothing when it could not be created, and after Finish.
     std::string failure_;
     bool leavesFile_ = false;  // Whether the file under the temporary name is ours to remove.
 };

@@ -122,8 +122,8 @@ TEST_P(UnprotectedTrainingTest, IsFoundOut) {
         }
         EXPECT_GT(points, 5u);
         EXPECT_EQ(found > 0, !isProtected) << found << " of " << points;
-        Report(isProtected ? "Protected" : "Unprotected", points);
-        Report("Found", found);
+        const std::string name = std::string(GetParam().name) + (isProtected ? "WithJournal" : "WithoutJournal");
+        Report(name + "Found" + std::to_string(found), points);
     }
 }
 

@@ -76,7 +76,7 @@ protected:
         return ReadState(copy, Host::FaultVfs::RealName());
     }
     void Report(const std::string& name, uint64_t points) {
-        std::cout << name << ": " << points << " points\n";
+        std::cout << "tried: " << name << ", " << points << " points\n";
         RecordProperty(name, std::to_string(points));
     }
 
