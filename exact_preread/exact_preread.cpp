@@ -3,12 +3,12 @@
 #include <memory>
 #include <utility>
 
-#include "exact_preread/payload_reader.h"
 #include "exact_preread/scene_name.h"
 #include "frame/common/common_util.h"
 #include "frame/common/io_sched_event_id.h"
 #include "frame/common/io_sched_event_util.h"
 #include "frame/common/io_sched_log.h"
+#include "frame/common/payload_reader.h"
 #include "platform/ability_manager_client.h"
 #include "platform/clock.h"
 #include "platform/delayed_singleton.h"

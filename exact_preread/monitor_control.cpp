@@ -10,6 +10,7 @@
 #include "exact_preread/unique_fd.h"
 #include "exact_preread/workingset_paths.h"
 #include "frame/common/common_util.h"
+#include "frame/common/executor_request.h"
 #include "frame/common/file_system.h"
 #include "frame/common/io_sched_log.h"
 #include "platform/executor_client.h"
@@ -17,15 +18,6 @@
 #include "platform/trace.h"
 
 namespace ZYRA::ResourceSchedule {
-
-namespace {
-
-// The executor's request that prereads the record of a monitor.
-constexpr uint32_t PREREAD_RES_TYPE = 8;
-constexpr int64_t PREREAD_VALUE = 0;
-constexpr char PREREAD_EXT_TYPE[] = "1010";
-
-}  // namespace
 
 bool ExactPrereadExecutor::GetMonitorState(int8_t monitorIdx, std::string& state) {
     if (!IsMonitor(monitorIdx)) {
@@ -135,8 +127,8 @@ void ExactPrereadExecutor::AsyncStartPreread(const SceneInfo& scene, int8_t moni
         nlohmann::json payload = nlohmann::json::object();
         payload["index"] = std::to_string(monitorIdx);
         payload["appPid"] = std::to_string(scene.pid);
-        payload["extType"] = PREREAD_EXT_TYPE;
-        ExecutorClient::GetInstance().SendRequestAsync(PREREAD_RES_TYPE, PREREAD_VALUE, payload);
+        payload[EXT_TYPE_KEY] = EXT_TYPE_IO_SCHED;
+        ExecutorClient::GetInstance().SendRequestAsync(EXECUTOR_RES_TYPE_EXTENSION, EXECUTOR_VALUE_PREREAD, payload);
     }
     // The request has only been sent: a failure that is there now is that of an earlier preread.
     ReportExactPrereadFailureDfx(scene);

@@ -4,6 +4,7 @@
 
 #include "exact_preread/exact_preread.h"
 #include "frame/common/common_util.h"
+#include "frame/common/executor_request.h"
 #include "frame/common/io_sched_event_id.h"
 #include "frame/common/io_sched_log.h"
 #include "frame/guarded_run.h"
@@ -19,11 +20,6 @@ namespace {
 const std::string MAIN_QUEUE_NAME = "iosched_main_th";
 constexpr int32_t MAIN_QUEUE_QOS = 5;
 constexpr int64_t MB_PER_GB = 1024;
-
-// The executor's numbers of an extension request and of the one for the customised configuration.
-constexpr uint32_t EXECUTOR_RES_TYPE_EXTENSION = 8;
-constexpr int64_t EXECUTOR_VALUE_CUST_CONFIG = 1;
-constexpr int32_t EXT_TYPE_IO_SCHED = 1010;
 
 void HandleEventHandlerStart() {
     const int64_t deviceRomSizeGB = CommonUtil::GetTotalRomSize() / MB_PER_GB;
@@ -206,7 +202,7 @@ void IOSchedEventHandler::HandleTandemCustConfigRLocked(int64_t value) {
     if (!CheckCreated(__func__) || value != 0) {
         return;
     }
-    const nlohmann::json payload = {{"extType", std::to_string(EXT_TYPE_IO_SCHED)}};
+    const nlohmann::json payload = {{EXT_TYPE_KEY, EXT_TYPE_IO_SCHED}};
     ExecutorClient::GetInstance().SendRequestAsync(EXECUTOR_RES_TYPE_EXTENSION, EXECUTOR_VALUE_CUST_CONFIG, payload);
 }
 

@@ -1,4 +1,4 @@
-#include "exact_preread/payload_reader.h"
+#include "frame/common/payload_reader.h"
 
 namespace ZYRA::ResourceSchedule {
 
