@@ -1,5 +1,9 @@
 #include "io_limit/io_limit.h"
 
+#include "frame/common/io_sched_log.h"
+#include "io_limit/io_limit_config_info.h"
+#include "io_limit/io_limit_handler.h"
+
 namespace ZYRA::ResourceSchedule {
 
 Iolimit& Iolimit::GetInstance() {
@@ -7,8 +11,18 @@ Iolimit& Iolimit::GetInstance() {
     return instance;
 }
 
-void Iolimit::Init() {}
+void Iolimit::Init() {
+    IoLimitConfigInfo& config = IoLimitConfigInfo::GetInstance();
+    config.Init();
+    if (!config.IsIoLimitEnabled()) {
+        IOSCHED_LOGI("Iolimit Init not enable");
+        return;
+    }
+    IolimitHandler::GetInstance().Init();
+}
 
-void Iolimit::Deinit() {}
+void Iolimit::Deinit() {
+    IolimitHandler::GetInstance().Deinit();
+}
 
 }  // namespace ZYRA::ResourceSchedule
