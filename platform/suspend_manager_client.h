@@ -10,7 +10,8 @@ namespace ZYRA {
 class PLATFORM_API SuspendManagerClient {
 public:
     static SuspendManagerClient& GetInstance();
-    // Whether the process is frozen: it gets no processor time until it is thawed. False for an unknown process.
+    // Whether the process is frozen: it gets no processor time until it is thawed. False for an unknown process, and
+    // when the suspend manager does not answer.
     bool IsProcessFrozen(int32_t uid, int32_t pid);
 
 private:

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "host/kernel/fuse_face.h"
-#include "host/kernel/unique_fd.h"
+#include "host/runtime/unique_fd.h"
 
 namespace ZYRA::Host {
 

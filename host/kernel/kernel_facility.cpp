@@ -6,7 +6,7 @@ KernelFacility::KernelFacility()
     : workingset_(pages_), faultAround_("/proc/sys/kernel/", "ws_fault_around"), tree_(faults_), server_(tree_) {
     tree_.Add("workingset", workingset_);
     tree_.Add("", faultAround_);
-    tree_.AddFolder("iolimit");
+    tree_.Add("iolimit", iolimit_);
 }
 
 void KernelFacility::SetRecord(const std::string& scene, RecordState state) {

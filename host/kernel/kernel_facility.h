@@ -5,6 +5,7 @@
 
 #include "host/kernel/fault_table.h"
 #include "host/kernel/fuse_server.h"
+#include "host/kernel/iolimit_model.h"
 #include "host/kernel/kernel_tree.h"
 #include "host/kernel/modelled_pages.h"
 #include "host/kernel/switch_file.h"
@@ -34,11 +35,13 @@ public:
     void SetRecord(const std::string& scene, RecordState state);
 
     WorkingsetModel& Workingset() { return workingset_; }
+    IolimitModel& Iolimit() { return iolimit_; }
     FaultTable& Faults() { return faults_; }
 
 private:
     ModelledPages pages_;
     WorkingsetModel workingset_;
+    IolimitModel iolimit_;
     SwitchFile faultAround_;
     FaultTable faults_;
     KernelTree tree_;

@@ -35,8 +35,6 @@ public:
 
     // Shows the files in the folder, which is made when it is not there; "" is the root. `files` must outlive the tree.
     void Add(const std::string& folder, ControlFiles& files);
-    // Returns the folder's node, made with all above it when it is not there. `path` is relative to `parent`.
-    size_t AddFolder(std::string_view path, size_t parent = ROOT);
 
     const std::vector<Node>& Nodes() const { return nodes_; }
     std::optional<size_t> Child(size_t parent, std::string_view name) const;
@@ -52,6 +50,9 @@ public:
     int Write(size_t node, const std::string& content);
 
 private:
+    // Returns the folder's node, made with all above it when it is not there. `path` is relative to `parent`.
+    size_t AddFolder(std::string_view path, size_t parent = ROOT);
+
     FaultTable& faults_;
     std::vector<Node> nodes_;
 };

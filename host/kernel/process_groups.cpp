@@ -13,8 +13,12 @@ std::optional<int> ProcessGroups::GroupOf(int32_t pid) const {
     return std::nullopt;
 }
 
-void ProcessGroups::Move(int32_t pid, int group) {
+void ProcessGroups::Remove(int32_t pid) {
     std::erase_if(places_, [pid](const Place& place) { return place.pid == pid; });
+}
+
+void ProcessGroups::Move(int32_t pid, int group) {
+    Remove(pid);
     places_.push_back({pid, group});
 }
 

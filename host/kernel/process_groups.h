@@ -16,6 +16,8 @@ public:
 
     // Takes the process out of its group, if it has one, and puts it at the end of this one.
     void Move(int32_t pid, int group);
+    // The process is nowhere any more.
+    void Remove(int32_t pid);
 
     // In the order of arrival.
     std::vector<int32_t> Members(int group) const;

@@ -7,7 +7,7 @@
 #include <cerrno>
 
 #include "host/kernel/control_text.h"
-#include "host/kernel/unique_fd.h"
+#include "host/runtime/unique_fd.h"
 
 namespace ZYRA::Host {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "host/kernel/unique_fd.h"
+#include "host/runtime/unique_fd.h"
 
 namespace ZYRA::Host {
 

@@ -54,6 +54,7 @@ void VirtualDevice::TakeOver(const DeviceChange& change) {
         return scene == model_.scenes.end() ? SceneModel() : scene->second;
     };
     if (change.state) {
+        ForgetEndedProcesses();
         DeviceServices::GetInstance().Set(model_.state);
     }
     // A preset record has as many pages as its scene has at that moment.
@@ -75,6 +76,16 @@ void VirtualDevice::TakeOver(const DeviceChange& change) {
     }
     if (change.faults) {
         kernel_.Faults().Set(kernel.faults);
+    }
+}
+
+// The kernel takes a process that has ended out of its group.
+void VirtualDevice::ForgetEndedProcesses() {
+    const auto before = DeviceServices::GetInstance().Snapshot();
+    for (const auto& [pid, process] : before->processes) {
+        if (!model_.state.processes.contains(pid)) {
+            kernel_.Iolimit().RemoveProcess(pid);
+        }
     }
 }
 

@@ -39,6 +39,12 @@ struct RequestEntry {
     int64_t value;
     nlohmann::json payload;
 };
+// The executor did not carry a request out. `reason` says on what and why.
+struct RefusedEntry {
+    uint32_t resType;
+    int64_t value;
+    std::string reason;
+};
 struct SysEventEntry {
     std::string domain;
     std::string name;
@@ -98,9 +104,9 @@ struct PluginStep {
 };
 struct ShutdownStep {};
 
-using JournalFact = std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, RequestEntry, SysEventEntry, SpanEntry,
-                                 DumpEntry, MonitorEntry, BindEntry, RecordEntry, PrereadEntry, TopSetEntry, DeviceStep,
-                                 EventStep, PluginStep, ShutdownStep>;
+using JournalFact = std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, RequestEntry, RefusedEntry, SysEventEntry,
+                                 SpanEntry, DumpEntry, MonitorEntry, BindEntry, RecordEntry, PrereadEntry, TopSetEntry,
+                                 DeviceStep, EventStep, PluginStep, ShutdownStep>;
 
 struct JournalEntry {
     int64_t timeUs;

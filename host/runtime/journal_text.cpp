@@ -55,6 +55,12 @@ public:
         line_["value"] = fact.value;
         line_["payload"] = fact.payload;
     }
+    void operator()(const RefusedEntry& fact) {
+        line_["kind"] = "refused";
+        line_["resType"] = fact.resType;
+        line_["value"] = fact.value;
+        line_["reason"] = fact.reason;
+    }
     void operator()(const SysEventEntry& fact) {
         line_["kind"] = "sysevent";
         line_["domain"] = fact.domain;

@@ -41,7 +41,8 @@ SuspendManagerClient& SuspendManagerClient::GetInstance() {
 bool SuspendManagerClient::IsProcessFrozen(int32_t uid, int32_t pid) {
     const auto device = Device();
     const auto process = device->processes.find(pid);
-    return process != device->processes.end() && process->second.uid == uid && process->second.frozen;
+    return device->HasService(Host::SUSPEND_MGR_SERVICE_ID) && process != device->processes.end() &&
+           process->second.uid == uid && process->second.frozen;
 }
 
 std::string GetParameter(const std::string& key, const std::string& defaultValue) {

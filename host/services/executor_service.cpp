@@ -1,11 +1,15 @@
 #include "host/services/executor_service.h"
 
 #include <charconv>
-#include <string>
+#include <condition_variable>
+#include <optional>
+#include <utility>
+#include <vector>
 
+#include "host/runtime/errno_names.h"
 #include "host/runtime/journal.h"
 #include "platform/executor_client.h"
-#include "platform/mutex.h"
+#include "platform/log.h"
 
 namespace ZYRA {
 
@@ -16,65 +20,171 @@ namespace {
 constexpr uint32_t EXTENSION_RESOURCE = 8;
 constexpr int64_t PREREAD_RECORD = 0;
 constexpr int64_t SET_CACHE_CONFIG = 1;
+constexpr int64_t WRITE_FILE = 2;
+constexpr uint32_t QUERY_RESOURCE = 0;
+constexpr int64_t READ_FILE = 3;
+
+constexpr char LIMIT_FILES[] = "/dev/iolimit/";
+
 constexpr int32_t EXECUTOR_QOS = 5;
 constexpr int32_t REQUEST_FAILED = -1;
 constexpr LogLabel EXECUTOR_LABEL = {0xD000102, "Executor"};
 
-// The executor of the device; what is under the lock is only the pointer and the hand-over to its queue.
+// The executor of the device, and the calls that are in it now.
 Mutex currentMutex;
+std::condition_variable_any currentIdle;
 ExecutorService* currentExecutor GUARDED_BY(currentMutex) = nullptr;
+size_t currentCalls GUARDED_BY(currentMutex) = 0;
 
-bool ParseMonitorIndex(const nlohmann::json& payload, int& monitor) {
-    const auto index = payload.is_object() ? payload.find("index") : payload.end();
-    if (index == payload.end() || !index->is_string()) {
-        return false;
+// One call into the current executor, which stays while it lasts.
+class ExecutorCall {
+public:
+    ExecutorCall() {
+        MutexLock lock(currentMutex);
+        executor_ = currentExecutor;
+        currentCalls += executor_ == nullptr ? 0 : 1;
     }
-    const auto& text = index->get_ref<const std::string&>();
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), monitor);
-    return error == std::errc() && end == text.data() + text.size();
+    ~ExecutorCall() {
+        MutexLock lock(currentMutex);
+        currentCalls -= executor_ == nullptr ? 0 : 1;
+        currentIdle.notify_all();
+    }
+    ExecutorCall(const ExecutorCall&) = delete;
+    ExecutorCall& operator=(const ExecutorCall&) = delete;
+
+    // Null while there is none.
+    ExecutorService* Executor() const { return executor_; }
+
+private:
+    ExecutorService* executor_ = nullptr;
+};
+
+// A member that is a text; null for anything else.
+const std::string* TextOf(const nlohmann::json& payload, const char* name) {
+    const auto member = payload.is_object() ? payload.find(name) : payload.end();
+    return member == payload.end() || !member->is_string() ? nullptr : member->get_ptr<const std::string*>();
+}
+
+void Refuse(uint32_t resType, int64_t value, const std::string& reason) {
+    ZYRA_LOG(LogLevel::ERROR, EXECUTOR_LABEL, "refused a request of type %{public}u value %{public}ld: %{public}s",
+             resType, value, reason.c_str());
+    Journal::GetInstance().Append(RefusedEntry{resType, value, reason});
+}
+
+std::string FileRefusal(const std::string& path, int error) {
+    return error == 0 ? "" : path + ": " + ErrnoName(error);
 }
 
 }  // namespace
 
-ExecutorService::ExecutorService(PrereadPort& port) : port_(port), queue_(TaskQueue::Create("executor", EXECUTOR_QOS)) {
+ExecutorService::ExecutorService(PrereadPort& port)
+    : port_(port), limitFiles_(LIMIT_FILES), queue_(TaskQueue::Create("executor", EXECUTOR_QOS)) {
     MutexLock lock(currentMutex);
     currentExecutor = this;
 }
 
 ExecutorService::~ExecutorService() {
-    {
-        MutexLock lock(currentMutex);
-        currentExecutor = nullptr;
+    currentMutex.lock();
+    currentExecutor = nullptr;
+    while (currentCalls != 0) {
+        currentIdle.wait(currentMutex);
     }
+    currentMutex.unlock();
     queue_->Close();
 }
 
 void ExecutorService::SendAsync(uint32_t resType, int64_t value, nlohmann::json payload) {
-    queue_->Submit([this, resType, value, payload = std::move(payload)] { Carry(resType, value, payload); }, "executor",
-                   0);
+    {
+        MutexLock lock(pendingMutex_);
+        pending_.push_back({resType, value, std::move(payload)});
+    }
+    // It may be carried out before its turn on the queue, by a request that is waited for.
+    queue_->Submit(
+        [this] {
+            MutexLock lock(workMutex_);
+            CarryNext();
+        },
+        "executor", 0);
 }
 
-void ExecutorService::Carry(uint32_t resType, int64_t value, const nlohmann::json& payload) {
-    if (resType == EXTENSION_RESOURCE && value == PREREAD_RECORD) {
-        int monitor = -1;
-        if (ParseMonitorIndex(payload, monitor)) {
-            port_.Preread(monitor);
-        } else {
-            ZYRA_LOG(LogLevel::ERROR, EXECUTOR_LABEL, "preread request without a monitor index");
-        }
-        return;
-    }
-    if (resType == EXTENSION_RESOURCE && value == SET_CACHE_CONFIG) {
-        return;  // The virtual device has no such cache; that the request was made is in the journal.
-    }
-    ZYRA_LOG(LogLevel::ERROR, EXECUTOR_LABEL, "unknown request, type %{public}u value %{public}ld", resType, value);
-}
-
-int32_t ExecutorService::SendSync(uint32_t resType, int64_t value, const nlohmann::json& /*payload*/,
+int32_t ExecutorService::SendSync(uint32_t resType, int64_t value, const nlohmann::json& payload,
                                   nlohmann::json& reply) {
+    MutexLock lock(workMutex_);
+    while (CarryNext()) {
+    }
     reply = nlohmann::json();
-    ZYRA_LOG(LogLevel::ERROR, EXECUTOR_LABEL, "unknown request, type %{public}u value %{public}ld", resType, value);
-    return REQUEST_FAILED;
+    const bool isKnown = resType == QUERY_RESOURCE && value == READ_FILE;
+    const std::string refusal = isKnown ? ReadFile(payload, reply) : "unknown request";
+    if (!refusal.empty()) {
+        Refuse(resType, value, refusal);
+        return REQUEST_FAILED;
+    }
+    return 0;
+}
+
+bool ExecutorService::CarryNext() {
+    std::optional<Request> next;
+    {
+        MutexLock lock(pendingMutex_);
+        if (pending_.empty()) {
+            return false;
+        }
+        next = std::move(pending_.front());
+        pending_.pop_front();
+    }
+    if (const std::string refusal = Carry(*next); !refusal.empty()) {
+        Refuse(next->resType, next->value, refusal);
+    }
+    return true;
+}
+
+std::string ExecutorService::Carry(const Request& request) {
+    if (request.resType == EXTENSION_RESOURCE && request.value == PREREAD_RECORD) {
+        return Preread(request.payload);
+    }
+    if (request.resType == EXTENSION_RESOURCE && request.value == SET_CACHE_CONFIG) {
+        return "";
+    }
+    if (request.resType == EXTENSION_RESOURCE && request.value == WRITE_FILE) {
+        return WriteFile(request.payload);
+    }
+    return "unknown request";
+}
+
+std::string ExecutorService::Preread(const nlohmann::json& payload) {
+    const std::string* index = TextOf(payload, "index");
+    int monitor = -1;
+    if (index != nullptr) {
+        const char* end = index->data() + index->size();
+        const auto [stop, error] = std::from_chars(index->data(), end, monitor);
+        if (error == std::errc() && stop == end) {
+            port_.Preread(monitor);
+            return "";
+        }
+    }
+    return "no monitor index";
+}
+
+std::string ExecutorService::WriteFile(const nlohmann::json& payload) {
+    const std::string* path = TextOf(payload, "filePath");
+    const std::string* content = TextOf(payload, "content");
+    if (path == nullptr || content == nullptr) {
+        return "no file path or no content";
+    }
+    return FileRefusal(*path, limitFiles_.Write(*path, *content));
+}
+
+std::string ExecutorService::ReadFile(const nlohmann::json& payload, nlohmann::json& reply) {
+    const std::string* path = TextOf(payload, "filePath");
+    if (path == nullptr) {
+        return "no file path";
+    }
+    std::vector<std::string> lines;
+    const int error = limitFiles_.ReadLines(*path, lines);
+    if (error == 0) {
+        reply = {{"list", std::move(lines)}};
+    }
+    return FileRefusal(*path, error);
 }
 
 }  // namespace Host
@@ -88,21 +198,21 @@ ExecutorClient& ExecutorClient::GetInstance() {
 
 void ExecutorClient::SendRequestAsync(uint32_t resType, int64_t value, const nlohmann::json& payload) {
     Host::Journal::GetInstance().Append(Host::RequestEntry{false, resType, value, payload});
-    MutexLock lock(Host::currentMutex);
-    if (Host::currentExecutor != nullptr) {
-        Host::currentExecutor->SendAsync(resType, value, payload);
+    const Host::ExecutorCall call;
+    if (call.Executor() != nullptr) {
+        call.Executor()->SendAsync(resType, value, payload);
     }
 }
 
 int32_t ExecutorClient::SendRequestSync(uint32_t resType, int64_t value, const nlohmann::json& payload,
                                         nlohmann::json& reply) {
     Host::Journal::GetInstance().Append(Host::RequestEntry{true, resType, value, payload});
-    MutexLock lock(Host::currentMutex);
-    if (Host::currentExecutor == nullptr) {
+    const Host::ExecutorCall call;
+    if (call.Executor() == nullptr) {
         reply = nlohmann::json();
         return Host::REQUEST_FAILED;
     }
-    return Host::currentExecutor->SendSync(resType, value, payload, reply);
+    return call.Executor()->SendSync(resType, value, payload, reply);
 }
 
 }  // namespace ResourceSchedule

@@ -12,11 +12,6 @@ std::shared_ptr<const Host::DeviceState> Device() {
     return Host::DeviceServices::GetInstance().Snapshot();
 }
 
-bool IsPresent(const Host::DeviceState& device, int32_t serviceId) {
-    const auto service = device.services.find(serviceId);
-    return service != device.services.end() && service->second;
-}
-
 class DeviceBundleMgr final : public BundleMgr {
 public:
     bool GetApplicationInfo(const std::string& bundleName, int32_t /*flags*/, int32_t userId,
@@ -24,7 +19,7 @@ public:
         constexpr int32_t UIDS_PER_USER = 200000;  // The platform's partition of uids among users.
         const auto device = Device();
         const auto bundle = device->bundles.find(bundleName);
-        if (!IsPresent(*device, BUNDLE_MGR_SERVICE_ID) || bundle == device->bundles.end() ||
+        if (!device->HasService(BUNDLE_MGR_SERVICE_ID) || bundle == device->bundles.end() ||
             (userId != ALL_USER_ID && userId != bundle->second.uid / UIDS_PER_USER)) {
             return false;
         }
@@ -34,7 +29,7 @@ public:
 
     bool GetBundleInfos(int32_t /*flags*/, std::vector<BundleInfo>& infos, int32_t /*userId*/) override {
         const auto device = Device();
-        if (!IsPresent(*device, BUNDLE_MGR_SERVICE_ID)) {
+        if (!device->HasService(BUNDLE_MGR_SERVICE_ID)) {
             return false;
         }
         infos.clear();
@@ -49,7 +44,7 @@ class DeviceAppMgr final : public AppMgr {
 public:
     int32_t GetAllRunningProcesses(std::vector<RunningProcessInfo>& processes) override {
         const auto device = Device();
-        if (!IsPresent(*device, APP_MGR_SERVICE_ID)) {
+        if (!device->HasService(APP_MGR_SERVICE_ID)) {
             return SERVICE_IS_DEAD;
         }
         processes.clear();
@@ -61,7 +56,7 @@ public:
 
     int32_t GetForegroundApplications(std::vector<AppStateData>& applications) override {
         const auto device = Device();
-        if (!IsPresent(*device, APP_MGR_SERVICE_ID)) {
+        if (!device->HasService(APP_MGR_SERVICE_ID)) {
             return SERVICE_IS_DEAD;
         }
         applications.clear();
@@ -83,7 +78,7 @@ class PlainService final : public RemoteObject {};
 class DeviceRegistry final : public ServiceRegistry {
 public:
     std::shared_ptr<RemoteObject> GetService(int32_t serviceId) override {
-        if (!IsPresent(*Device(), serviceId)) {
+        if (!Device()->HasService(serviceId)) {
             return nullptr;
         }
         if (serviceId == BUNDLE_MGR_SERVICE_ID) {
@@ -112,7 +107,7 @@ bool BundleMgrClient::GetBundleInfo(const std::string& bundleName, int32_t /*fla
                                     int32_t /*userId*/) {
     const auto device = Device();
     const auto bundle = device->bundles.find(bundleName);
-    if (!IsPresent(*device, BUNDLE_MGR_SERVICE_ID) || bundle == device->bundles.end()) {
+    if (!device->HasService(BUNDLE_MGR_SERVICE_ID) || bundle == device->bundles.end()) {
         return false;
     }
     info = {bundleName, bundle->second.uid};

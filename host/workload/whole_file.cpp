@@ -9,7 +9,7 @@
 #include <cstring>
 #include <utility>
 
-#include "host/kernel/unique_fd.h"
+#include "host/runtime/unique_fd.h"
 
 namespace ZYRA::Host {
 
