@@ -14,15 +14,14 @@
 
 #include "host/cli/help.h"
 #include "host/replay/device_model.h"
+#include "host/replay/findings.h"
 #include "host/replay/journal_writer.h"
-#include "host/replay/learning_summary.h"
 #include "host/replay/log_level_filter.h"
 #include "host/replay/output_file.h"
 #include "host/replay/plugin_library.h"
 #include "host/replay/replay.h"
 #include "host/replay/scenario.h"
 #include "host/replay/sink_registration.h"
-#include "host/replay/summary.h"
 #include "host/replay/summary_json.h"
 #include "host/replay/summary_text.h"
 #include "host/runtime/journal.h"
@@ -111,17 +110,10 @@ struct WantedFile {
     int Finish() { return file == nullptr ? 0 : file->Finish(); }
 };
 
-// What is known after a replay.
-struct Findings {
-    Summary summary;
-    LearningSummary learning;
-    ReplayResult result;
-};
-
 // Plays the scenario and notes what happens, log lines from `lowest` on, in the journal's file (null is none) too.
 void PlayAndNote(const DeviceModel& model, const Scenario& scenario, const ReplayOptions& options, LogLevel lowest,
                  OutputFile* journalFile, Findings& findings) {
-    // What is told of the learning is told from lines of the lowest level.
+    // What is told of the learning and of the limits is told from lines of the lowest level.
     logThreshold.store(static_cast<int32_t>(LogLevel::DEBUG), std::memory_order_relaxed);
     std::optional<JournalWriter> writer;
     std::optional<LogLevelFilter> toWriter;
@@ -133,6 +125,7 @@ void PlayAndNote(const DeviceModel& model, const Scenario& scenario, const Repla
     const SinkRegistration writing(toWriter ? &*toWriter : nullptr);
     const SinkRegistration summing(&toSummary);
     const SinkRegistration learning(&findings.learning);
+    const SinkRegistration limiting(&findings.limits);
     findings.result = RunReplay(model, scenario, options);
 }
 
@@ -211,18 +204,17 @@ ExitCode ReplayCommand::Run() {
     if (const int failure = journal.Finish(); failure != 0) {
         return Fail(EXIT_RUN_FAILED, journalFile_ + ": " + std::strerror(failure));
     }
-    const auto& [summary, learning, result] = findings;
-    if (result.outcome != ReplayOutcome::DONE) {
-        return Fail(ExitCodeOf(result.outcome), result.error);
+    if (findings.result.outcome != ReplayOutcome::DONE) {
+        return Fail(ExitCodeOf(findings.result.outcome), findings.result.error);
     }
     if (json.file != nullptr) {
-        json.file->Write(SummaryJson(summary, learning, result));
+        json.file->Write(SummaryJson(findings));
     }
     if (const int failure = json.Finish(); failure != 0) {
         return Fail(EXIT_RUN_FAILED, jsonFile_ + ": " + std::strerror(failure));
     }
     std::FILE* const stream = journal.IsStandardOutput() || json.IsStandardOutput() ? stderr : stdout;
-    const std::string text = SummaryText(summary, learning, result, IsColoured(stream));
+    const std::string text = SummaryText(findings, IsColoured(stream));
     if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() || std::fflush(stream) != 0) {
         return Fail(EXIT_RUN_FAILED, std::string("standard output: ") + std::strerror(errno));
     }

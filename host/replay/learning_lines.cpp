@@ -1,28 +1,17 @@
 #include "host/replay/learning_lines.h"
 
-#include <algorithm>
-#include <charconv>
 #include <string_view>
+
+#include "host/replay/plugin_line.h"
 
 namespace ZYRA::Host {
 
 namespace {
 
-constexpr std::string_view TAG = "IOSched";
-
-bool TakePrefix(std::string_view& text, std::string_view prefix) {
-    if (text.substr(0, prefix.size()) != prefix) {
-        return false;
-    }
-    text.remove_prefix(prefix.size());
-    return true;
-}
-
-// The number that the text is, 0 when it is none.
-uint64_t NumberOf(std::string_view text) {
-    uint64_t number = 0;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && stop == text.data() + text.size() ? number : 0;
+// The number that the rest of the line is, 0 when it is none.
+uint64_t NumberOf(LineReader line) {
+    const auto number = line.TakeNumber<uint64_t>();
+    return number && line.Rest().empty() ? *number : 0;
 }
 
 // What stands behind "sceneName: ". A name may hold anything, the end of the line is fixed.
@@ -42,38 +31,35 @@ std::optional<LearningLine> ReadPage(std::string_view text) {
 }  // namespace
 
 std::optional<LearningLine> ReadLearningLine(const LogEntry& entry) {
-    if (entry.tag != TAG) {
+    auto line = ReadPluginLine(entry);
+    if (!line) {
         return std::nullopt;
     }
-    // Which function says it is of no interest.
-    std::string_view text = entry.text;
-    text.remove_prefix(std::min(text.find(":]"), text.size()));
-    TakePrefix(text, ":]");
-    if (TakePrefix(text, "sceneName: ")) {
-        return ReadPage(text);
+    if (line->Take("sceneName: ")) {
+        return ReadPage(line->Rest());
     }
-    if (TakePrefix(text, "UpdateTopNScene success, cacheTopNScenes_ size:")) {
-        return PublishedLine{NumberOf(text)};
+    if (line->Take("UpdateTopNScene success, cacheTopNScenes_ size:")) {
+        return PublishedLine{NumberOf(*line)};
     }
-    if (TakePrefix(text, "persist temp scene to the db finished: ")) {
-        return FlushLine{true, NumberOf(text)};
+    if (line->Take("persist temp scene to the db finished: ")) {
+        return FlushLine{true, NumberOf(*line)};
     }
-    if (text == "persistent temp scene failed") {
+    if (line->Rest() == "persistent temp scene failed") {
         return FlushLine{false, 0};
     }
-    if (text == "satisfy train condition.") {
+    if (line->Rest() == "satisfy train condition.") {
         return TrainingLine{TrainingLine::Phase::BEGUN};
     }
-    if (text == "temp scene table is empty, no training.") {
+    if (line->Rest() == "temp scene table is empty, no training.") {
         return TrainingLine{TrainingLine::Phase::SKIPPED};
     }
     // The line of the start-up load has no blank before its second number.
-    if (text.substr(0, 12) == "trainTimes: " && text.find(", lastTrainTime: ") != std::string_view::npos) {
+    if (line->Take("trainTimes: ") && line->Rest().find(", lastTrainTime: ") != std::string_view::npos) {
         return TrainingLine{TrainingLine::Phase::DONE};
     }
-    if (TakePrefix(text, "ApplyTopNConfig cacheTopNSceneNum_ = ") ||
-        TakePrefix(text, "ApplyDefaultTopNConfig cacheTopNSceneNum_ = ")) {
-        return CapacityLine{NumberOf(text)};
+    if (line->Take("ApplyTopNConfig cacheTopNSceneNum_ = ") ||
+        line->Take("ApplyDefaultTopNConfig cacheTopNSceneNum_ = ")) {
+        return CapacityLine{NumberOf(*line)};
     }
     return std::nullopt;
 }

@@ -119,6 +119,10 @@ void Summary::Note(const RequestEntry& fact) {
     }
 }
 
+void Summary::Note(const RefusedEntry& fact) {
+    refusedRequests_.Add(std::to_string(fact.resType) + '/' + std::to_string(fact.value) + ' ' + fact.reason);
+}
+
 void Summary::Note(const LogEntry& fact) {
     if (fact.level == LogLevel::ERROR || fact.level == LogLevel::FATAL) {
         errorLines_.Add(fact.tag + ": " + fact.text);

@@ -46,8 +46,10 @@ public:
     const std::map<std::string, SceneSummary>& Scenes() const { return scenes_; }
     const std::array<MonitorSummary, MONITOR_COUNT>& Monitors() const { return monitors_; }
 
-    // Failures by kind: "path: errno", "scene: code", "tag: text", and an event's name with its parameters.
+    // Failures by kind: "path: errno", "type/value reason", "scene: code", "tag: text", and an event's name with its
+    // parameters.
     const Tally& RefusedWrites() const { return refusedWrites_; }
+    const Tally& RefusedRequests() const { return refusedRequests_; }
     const Tally& FailedPrereads() const { return failedPrereads_; }
     const Tally& ErrorLines() const { return errorLines_; }
     const Tally& FaultEvents() const { return faultEvents_; }
@@ -66,6 +68,7 @@ private:
     void Note(const MonitorEntry& fact);
     void Note(const FileWriteEntry& fact);
     void Note(const RequestEntry& fact);
+    void Note(const RefusedEntry& fact);
     void Note(const LogEntry& fact);
     void Note(const SysEventEntry& fact);
     void Note(const EventStep& /*fact*/) { ++events_; }
@@ -85,6 +88,7 @@ private:
     std::map<std::string, SceneSummary> scenes_;
     std::array<MonitorSummary, MONITOR_COUNT> monitors_;
     Tally refusedWrites_;
+    Tally refusedRequests_;
     Tally failedPrereads_;
     Tally errorLines_;
     Tally faultEvents_;

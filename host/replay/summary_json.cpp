@@ -81,14 +81,54 @@ OrderedJson Learning(const LearningSummary& learning) {
     return json;
 }
 
+OrderedJson Limits(const LimitSummary& limits) {
+    const auto switched = [](const SwitchTime& time) {
+        return OrderedJson{{"onUs", time.onUs}, {"times", time.times}};
+    };
+    OrderedJson fates = OrderedJson::object();
+    for (size_t fate = 0; fate < LIMIT_FATE_COUNT; ++fate) {
+        fates[LimitFateKey(static_cast<LimitFate>(fate))] = limits.FateCount(static_cast<LimitFate>(fate));
+    }
+    OrderedJson first = OrderedJson::array();
+    for (const LimitTrigger& trigger : limits.Triggers()) {
+        OrderedJson processes = OrderedJson::array();
+        for (const LimitedProcess& process : trigger.processes) {
+            processes.push_back({{"pid", process.pid},
+                                 {"uid", process.uid},
+                                 {"bundleName", process.bundleName},
+                                 {"fate", LimitFateKey(process.fate)}});
+        }
+        OrderedJson told = {{"timeUs", trigger.timeUs}, {"kind", trigger.isSlide ? "slide" : "start"}};
+        if (!trigger.isSlide) {
+            told["bundleName"] = trigger.bundleName;
+            told["uid"] = trigger.uid;
+        }
+        told["liftedUs"] = nullptr;
+        if (trigger.liftedUs) {
+            told["liftedUs"] = *trigger.liftedUs;
+        }
+        told["processes"] = std::move(processes);
+        first.push_back(std::move(told));
+    }
+    return {
+        {"switches", {{"iocontrol", switched(limits.LimitedSwitch())}, {"heavyio", switched(limits.HeavySwitch())}}},
+        {"starts", limits.Starts()},
+        {"slides", limits.Slides()},
+        {"fates", fates},
+        {"first", first}};
+}
+
 }  // namespace
 
-std::string SummaryJson(const Summary& summary, const LearningSummary& learning, const ReplayResult& result) {
+std::string SummaryJson(const Findings& findings) {
+    const auto& [summary, learning, limits, result] = findings;
     OrderedJson json = {{"schema", SCHEMA},
                         {"scenes", Scenes(summary)},
                         {"learning", Learning(learning)},
+                        {"limits", Limits(limits)},
                         {"failures",
                          {{"refusedWrites", Tallied(summary.RefusedWrites())},
+                          {"refusedRequests", Tallied(summary.RefusedRequests())},
                           {"failedPrereads", Tallied(summary.FailedPrereads())},
                           {"faultEvents", Tallied(summary.FaultEvents())},
                           {"errorLines", Tallied(summary.ErrorLines())}}},

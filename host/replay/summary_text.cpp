@@ -21,6 +21,8 @@ constexpr int64_t US_PER_MINUTE = 60000000;
 constexpr double PERCENT = 100;
 
 constexpr size_t MOST_SCENES = 25;
+constexpr size_t MOST_TRIGGERS_TOLD = 6;
+constexpr size_t MOST_PROCESSES_TOLD = 15;
 
 std::string Seconds(int64_t us) {
     return fmt::format("{:.3f} s", static_cast<double>(us) / US_PER_S);
@@ -74,6 +76,20 @@ std::vector<const std::pair<const std::string, SceneSummary>*> MostWorkedOn(
     return told;
 }
 
+// The processes that had this fate, "" when none had.
+std::string ProcessNames(const LimitTrigger& trigger, LimitFate fate) {
+    std::string names;
+    size_t count = 0;
+    for (const LimitedProcess& process : trigger.processes) {
+        if (process.fate != fate || ++count > MOST_PROCESSES_TOLD) {
+            continue;
+        }
+        const std::string name = process.bundleName.empty() ? "(no bundle)" : Printable(process.bundleName);
+        names += (names.empty() ? "" : ", ") + std::to_string(process.pid) + ' ' + name;
+    }
+    return count > MOST_PROCESSES_TOLD ? fmt::format("{} and {} more", names, count - MOST_PROCESSES_TOLD) : names;
+}
+
 // Collects the text of the sections.
 class SummaryWriter {
 public:
@@ -82,6 +98,8 @@ public:
     void Scenes(const Summary& summary);
     void Learning(const LearningSummary& learning);
     void Quality(const LearningQuality& quality, uint64_t capacity);
+    void Limits(const LimitSummary& limits);
+    void Trigger(const LimitTrigger& trigger);
     void Failures(const Summary& summary);
     void MonitorStates(const Summary& summary);
     void WorkStates(const Summary& summary);
@@ -167,6 +185,47 @@ void SummaryWriter::Quality(const LearningQuality& quality, uint64_t capacity) {
     text_ += table.Text();
 }
 
+void SummaryWriter::Limits(const LimitSummary& limits) {
+    Heading("Background IO");
+    const uint64_t count = limits.Starts() + limits.Slides();
+    if (count == 0) {
+        Line("never limited");
+        return;
+    }
+    Line(fmt::format("limited for {}: {}, {}", Seconds(limits.LimitedSwitch().onUs), Counted(limits.Starts(), "start"),
+                     Counted(limits.Slides(), "slide")));
+    const auto& triggers = limits.Triggers();
+    const size_t told = std::min(triggers.size(), MOST_TRIGGERS_TOLD);
+    for (size_t index = 0; index < told; ++index) {
+        Trigger(triggers[index]);
+    }
+    if (count > told) {
+        Line(fmt::format("and {} more; in all, processes were", count - told));
+        for (size_t fate = 0; fate < LIMIT_FATE_COUNT; ++fate) {
+            const auto which = static_cast<LimitFate>(fate);
+            if (limits.FateCount(which) != 0) {
+                Line(fmt::format("  {:<15}  {}×", LimitFateName(which), limits.FateCount(which)));
+            }
+        }
+    }
+}
+
+void SummaryWriter::Trigger(const LimitTrigger& trigger) {
+    std::string what = "slide";
+    if (!trigger.isSlide) {
+        const std::string user = trigger.uid.empty() ? "no uid" : "uid " + Printable(trigger.uid);
+        what = fmt::format("start of {} ({})", Printable(trigger.bundleName), user);
+    }
+    Line(fmt::format("{} {}, {}", Seconds(trigger.timeUs), what,
+                     trigger.liftedUs ? "lifted at " + Seconds(*trigger.liftedUs) : "not lifted"));
+    for (size_t fate = 0; fate < LIMIT_FATE_COUNT; ++fate) {
+        const std::string names = ProcessNames(trigger, static_cast<LimitFate>(fate));
+        if (!names.empty()) {
+            Line(fmt::format("  {:<15}  {}", LimitFateName(static_cast<LimitFate>(fate)), names));
+        }
+    }
+}
+
 void SummaryWriter::FailureLines(const char* what, const Tally& tally) {
     for (const auto& [line, count] : tally.Counts()) {
         Line(fmt::format("{} {}× {}", Painted("31", what), count, Printable(line)));
@@ -179,10 +238,11 @@ void SummaryWriter::FailureLines(const char* what, const Tally& tally) {
 void SummaryWriter::Failures(const Summary& summary) {
     Heading("Failures");
     const size_t before = text_.size();
-    FailureLines("refused write ", summary.RefusedWrites());
-    FailureLines("failed preread", summary.FailedPrereads());
-    FailureLines("fault event   ", summary.FaultEvents());
-    FailureLines("error line    ", summary.ErrorLines());
+    FailureLines("refused write  ", summary.RefusedWrites());
+    FailureLines("refused request", summary.RefusedRequests());
+    FailureLines("failed preread ", summary.FailedPrereads());
+    FailureLines("fault event    ", summary.FaultEvents());
+    FailureLines("error line     ", summary.ErrorLines());
     if (text_.size() == before) {
         Line("none");
     }
@@ -256,11 +316,12 @@ void SummaryWriter::Counts(const Summary& summary, const ReplayResult& result) {
 
 }  // namespace
 
-std::string SummaryText(const Summary& summary, const LearningSummary& learning, const ReplayResult& result,
-                        bool isColoured) {
+std::string SummaryText(const Findings& findings, bool isColoured) {
+    const auto& [summary, learning, limits, result] = findings;
     SummaryWriter writer(isColoured);
     writer.Scenes(summary);
     writer.Learning(learning);
+    writer.Limits(limits);
     writer.Failures(summary);
     writer.MonitorStates(summary);
     writer.WorkStates(summary);
