@@ -38,7 +38,8 @@ protected:
         learning_.OnEntry({timeUs, TopSetEntry{size, std::move(added), std::move(removed)}});
     }
 
-    LearningSummary learning_;
+    Findings findings_;
+    LearningSummary& learning_ = findings_.learning;
 };
 
 // (a) A set of two is configured and an empty one published; (b) what is opened before the first training is not
@@ -113,9 +114,7 @@ TEST_F(LearningTest, TextAndJsonTellTheSame) {
     Open(MINUTE_US, "a/1", true, true);
     Open(2 * MINUTE_US, "a/2", true, false);
     learning_.OnEntry({2 * DAY_US, PluginStep{false}});
-    const Summary summary;
-    const ReplayResult result{ReplayOutcome::DONE, "", 2 * DAY_US, 2500, 3};
-    const std::string text = SummaryText(summary, learning_, result, false);
+    const std::string text = SummaryText(findings_, false);
     const std::string expected =
         "Learning\n"
         "  1 training\n"
@@ -134,14 +133,14 @@ TEST_F(LearningTest, TextAndJsonTellTheSame) {
         "  seen before, no limit                        0    0.0 %            1.0\n";
     EXPECT_NE(text.find(expected), std::string::npos) << text;
 
-    const auto json = nlohmann::json::parse(SummaryJson(summary, learning_, result));
+    const auto json = nlohmann::json::parse(SummaryJson(findings_));
     EXPECT_EQ(json["schema"], 1);
     EXPECT_EQ(json["learning"]["setChanges"], 1);
     EXPECT_EQ(json["learning"]["cold"]["openings"], 2);
     EXPECT_EQ(json["learning"]["cold"]["heldBy"]["published"],
               (nlohmann::json{{"openings", 1}, {"share", 0.5}, {"changesADay", 0.0}}));
     EXPECT_TRUE(json["learning"]["cold"]["heldBy"]["served"]["changesADay"].is_null());
-    EXPECT_TRUE(nlohmann::json::parse(SummaryJson(summary, LearningSummary(), result))["learning"]["cold"].is_null());
+    EXPECT_TRUE(nlohmann::json::parse(SummaryJson(Findings()))["learning"]["cold"].is_null());
 }
 
 // What a set should hold after some openings, worked out from all of them.

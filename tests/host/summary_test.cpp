@@ -105,13 +105,15 @@ TEST(SummaryTest, LongTimelinesKeepTheirEndsAndEveryTotal) {
 }
 
 TEST(SummaryTest, TextIsWhatPeopleRead) {
-    Summary summary;
+    Findings findings;
+    Summary& summary = findings.summary;
     Feed(summary, {
                       {0, EventStep{27, 1, nullptr}},
                       {10000, BindEntry{0, 7, 0, SCENE, "absent"}},
                       {10000, MonitorEntry{0, "PAUSED"}},
                       {15000, FileWriteEntry{STATE_0, "STOP", EIO}},
                       {15000, FileWriteEntry{STATE_0, "STOP", EIO}},
+                      {15000, RefusedEntry{8, 2, "/etc/passwd: EPERM"}},
                       {16000, PrereadEntry{0, SCENE, 21299200, ""}},
                       {16000, PrereadEntry{7, "", 0, "2"}},
                       {20000, LogEntry{LogLevel::ERROR, "TAG", "two\nlines"}},
@@ -119,8 +121,8 @@ TEST(SummaryTest, TextIsWhatPeopleRead) {
                       {20000, SysEventEntry{"RSS", "FAULT_X", EventLogType::FAULT, {{"UID", 7}, {"WHY", "x"}}}},
                       {1000000, PluginStep{false}},
                   });
-    const ReplayResult result{ReplayOutcome::DONE, "", 1000000, 2500, 3};
-    EXPECT_EQ(SummaryText(summary, LearningSummary(), result, false),
+    findings.result = {ReplayOutcome::DONE, "", 1000000, 2500, 3};
+    EXPECT_EQ(SummaryText(findings, false),
               "Scenes\n"
               "  scene        bound  record found  records made  pages  prereads  failed    bytes\n"
               "  com.a/com.a      1        absent             0      -         1       0  21.3 MB\n"
@@ -132,11 +134,15 @@ TEST(SummaryTest, TextIsWhatPeopleRead) {
               "  0 flushes of 0 names, 0 failed\n"
               "  0 openings of 0 page scenes, 0 served: 0 from the set, 0 beside it\n"
               "\n"
+              "Background IO\n"
+              "  never limited\n"
+              "\n"
               "Failures\n"
-              "  refused write  2× /dev/workingset/monitor0/workingset.state: EIO\n"
-              "  failed preread 1× monitor 7 without a scene: 2\n"
-              "  fault event    1× FAULT_X UID=7 WHY=x\n"
-              "  error line     1× TAG: two\\nlines\n"
+              "  refused write   2× /dev/workingset/monitor0/workingset.state: EIO\n"
+              "  refused request 1× 8/2 /etc/passwd: EPERM\n"
+              "  failed preread  1× monitor 7 without a scene: 2\n"
+              "  fault event     1× FAULT_X UID=7 WHY=x\n"
+              "  error line      1× TAG: two\\nlines\n"
               "\n"
               "Monitor states\n"
               "  monitor 0  0.000 s OUTOFWORK → 0.010 s PAUSED\n"
@@ -153,20 +159,21 @@ TEST(SummaryTest, TextIsWhatPeopleRead) {
               "  0.020 s FAULT_X UID=7 WHY=x\n"
               "\n"
               "Counts\n"
-              "  1 event, 11 journal entries, 3 tasks run, 1.000 s virtual time, 0.003 s wall time\n");
-    EXPECT_NE(SummaryText(summary, LearningSummary(), result, true).find("\x1b[1mScenes\x1b[0m"), std::string::npos);
+              "  1 event, 12 journal entries, 3 tasks run, 1.000 s virtual time, 0.003 s wall time\n");
+    EXPECT_NE(SummaryText(findings, true).find("\x1b[1mScenes\x1b[0m"), std::string::npos);
 }
 
 // Of more scenes than people read, those with the most work are told, and the sum is that of all.
 TEST(SummaryTest, LongTablesAreCutWhereLittleWasDone) {
-    Summary summary;
+    Findings findings;
+    Summary& summary = findings.summary;
     for (int scene = 0; scene < 100; ++scene) {
         for (int times = 0; times <= scene % 50; ++times) {
             const std::string name = "com.a/scene" + std::to_string(scene);
             Feed(summary, {{0, BindEntry{0, 7, 0, name, "absent"}}, {0, BindEntry{0, 7, 0, "com.b/other", "absent"}}});
         }
     }
-    const std::string text = SummaryText(summary, LearningSummary(), ReplayResult(), false);
+    const std::string text = SummaryText(findings, false);
     EXPECT_EQ(text.find("scene36 "), std::string::npos);
     for (const char* told : {"com.b/other", "com.a/scene38 ", "com.a/scene99 ", "101 scenes in all"}) {
         EXPECT_NE(text.find(told), std::string::npos) << told;

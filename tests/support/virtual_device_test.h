@@ -40,8 +40,8 @@ protected:
         return LoadStringFromFile(path, content) ? content : "errno " + std::to_string(errno);
     }
 
-    // Takes what has happened since the last call: accepted and refused writes as "file <- content", requests as
-    // "request TYPE/VALUE", system events as "NAME {parameters}".
+    // Takes what has happened since the last call: accepted and refused writes as "file <- content" (workingset files
+    // without their folder), requests as "request TYPE/VALUE", system events as "NAME {parameters}".
     std::vector<std::string> TakeEffects() {
         MutexLock lock(mutex_);
         return std::exchange(effects_, {});
@@ -64,7 +64,8 @@ private:
         if (const auto* log = std::get_if<LogEntry>(&entry.fact)) {
             logs_.push_back(log->text);
         } else if (const auto* write = std::get_if<FileWriteEntry>(&entry.fact)) {
-            const std::string file = write->path.substr(std::string("/dev/workingset/").size());
+            const std::string root = "/dev/workingset/";
+            const std::string file = write->path.starts_with(root) ? write->path.substr(root.size()) : write->path;
             effects_.push_back(file + (write->error == 0 ? " <- " : " refuses ") + write->content);
         } else if (const auto* request = std::get_if<RequestEntry>(&entry.fact)) {
             effects_.push_back("request " + std::to_string(request->resType) + "/" + std::to_string(request->value) +
