@@ -50,7 +50,7 @@ void RouteAsyncEvent(uint32_t eventId) {
     }
 }
 
-// Most whitelists are kept by pairs of events: one value enters the application, another takes it out again.
+// Most reasons for being on the white list come as pairs of events: one value begins it, another ends it.
 void RouteWhitelistEvent(bool isInsert, const nlohmann::json& payload, WhitelistKind kind) {
     if (isInsert) {
         IolimitHandler::GetInstance().HandleWhitelistInsert(payload, kind);

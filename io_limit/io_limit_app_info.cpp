@@ -1,6 +1,7 @@
 // Which applications belong to the system, which processes run, and whose they are.
 
 #include <algorithm>
+#include <iterator>
 
 #include "frame/common/common_util.h"
 #include "frame/common/io_sched_log.h"
@@ -15,7 +16,7 @@ namespace {
 // The platform's partition of uids among the users of the device.
 constexpr int32_t UIDS_PER_USER = 200000;
 
-// Limited although they belong to the system: both read and write a lot where nobody sees it.
+// Limited although they belong to the system.
 constexpr const char* ALWAYS_LIMITED_BUNDLES[] = {"com.zelmar.qubapp.storefront", "com.zelmar.qubos.settings"};
 
 bool IsAlwaysLimited(const std::string& bundleName) {

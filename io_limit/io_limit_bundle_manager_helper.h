@@ -18,7 +18,7 @@ public:
     IoLimitBundleManagerHelper(const IoLimitBundleManagerHelper&) = delete;
     IoLimitBundleManagerHelper& operator=(const IoLimitBundleManagerHelper&) = delete;
 
-    // Whether a proxy is held now.
+    // Looks the proxy up, unless it is held already. Returns whether it is held now.
     bool Connect();
 
     // Returns false, and leaves `info` as it was, when the service is not there or knows no such application of that

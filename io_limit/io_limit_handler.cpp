@@ -1,7 +1,5 @@
 #include "io_limit/io_limit_handler.h"
 
-#include <utility>
-
 #include "frame/common/common_util.h"
 #include "frame/common/io_sched_event_util.h"
 #include "frame/common/io_sched_log.h"

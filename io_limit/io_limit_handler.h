@@ -16,7 +16,7 @@
 
 namespace ZYRA::ResourceSchedule {
 
-// Why a user is on the white list: bit numbers, named after the resource types that put it there.
+// Why a uid is on the white list: bit numbers, named after what puts it there.
 enum class WhitelistKind : uint32_t {
     CONTINUOUS_TASK = 0,
     RES_TYPE_12 = 1,
@@ -26,7 +26,8 @@ enum class WhitelistKind : uint32_t {
 
 // Keeps background processes from the disk while an application starts or the user slides: puts them into limited
 // groups of the kernel, switches the limits on, and lifts them a little later. Every file is written, and read, by the
-// executor. Main queue only, but for Init and Deinit. Nothing is done before Init and after Deinit.
+// executor. Events are handled on the main queue only, and do nothing before Init and after Deinit; the lift runs on
+// the task queue.
 class IolimitHandler {
 public:
     static IolimitHandler& GetInstance();
@@ -39,16 +40,16 @@ public:
     void Init();
     void Deinit();
 
-    // A process is there: is its application one of the system?
+    // Notes the application, if it is one of the system.
     void HandleProcessStart(const nlohmann::json& payload);
     void HandleAppStart(const nlohmann::json& payload);
-    // The limits that a slide switches on are lifted after its end.
+    // A slide limits from its start on. It is its end that posts the lift, in place of one that is pending.
     void HandleSlideStart();
     void HandleSlideEnd();
-    // A user is on the white list for as long as any kind has it there.
+    // A uid is on the white list for as long as any kind has it there.
     void HandleWhitelistInsert(const nlohmann::json& payload, WhitelistKind kind);
     void HandleWhitelistErase(const nlohmann::json& payload, WhitelistKind kind);
-    // A continuous task that uploads or downloads makes its user one of heavy IO; any other puts it on the white list.
+    // A continuous task that uploads or downloads makes its uid one of heavy IO; any other puts it on the white list.
     void HandleContinuousBegin(const nlohmann::json& payload);
     void HandleContinuousEnd(const nlohmann::json& payload);
 
@@ -90,7 +91,7 @@ private:
     // Main queue only. The foreground records are those of the application that starts.
     std::vector<AppStateData> foregroundApps_;
     std::map<int32_t, uint32_t> whitelist_;           // A bit for each WhitelistKind, by uid.
-    std::set<int32_t> heavyIoUids_;                   // Users with an upload or a download.
+    std::set<int32_t> heavyIoUids_;                   // Those with an upload or a download.
     std::map<int32_t, int32_t> backgroundProcesses_;  // The uid of each process that is to be limited, by pid.
 
     Mutex mutex_;
@@ -98,12 +99,13 @@ private:
     // Null until it was found for the first time; kept from then on, also when the service dies.
     std::shared_ptr<AppMgr> appMgrProxy_ GUARDED_BY(mutex_);
 
-    // Bundle names of system applications: one entry for each process start that has shown it. Never cleared.
+    // Bundle names of system applications: one entry for each time that a process has shown it. Never cleared.
     Mutex systemAppMutex_;
     std::unordered_multiset<std::string> systemAppList GUARDED_BY(systemAppMutex_);
 
-    // A lift may be on its way on the task queue when a new start supersedes it, where it cannot be cancelled any more.
-    // It takes effect only if its number is still the latest. Nothing but the executor is called with this lock held.
+    // A lift may be on its way on the task queue, where it cannot be cancelled any more, when a new start supersedes
+    // it: it takes effect only if its number is still the latest. The lock makes the writing of both switches one step;
+    // nothing but the executor and the log is called with it held.
     Mutex liftMutex_;
     uint64_t liftGeneration_ GUARDED_BY(liftMutex_) = 0;
 };

@@ -3,7 +3,8 @@
 namespace ZYRA::ResourceSchedule {
 
 // The kernel's IO-limit groups: "iocontrol" is limited while its switch is on, "heavyio" likewise with limits of its
-// own, "ionormal" never. A process is in one of them at a time. The files are written by the executor alone.
+// own, "ionormal" is for those that are not to be. A process is in at most one of them. The files are written by the
+// executor alone.
 
 constexpr char IOCONTROL_PROCS[] = "/dev/iolimit/iocontrol/cgroup.procs";
 constexpr char HEAVYIO_PROCS[] = "/dev/iolimit/heavyio/cgroup.procs";

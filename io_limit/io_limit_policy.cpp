@@ -1,7 +1,6 @@
 // Who is limited, for how long, and the requests that make it so.
 
 #include <algorithm>
-#include <utility>
 
 #include "frame/common/executor_request.h"
 #include "frame/common/io_sched_log.h"
@@ -24,7 +23,7 @@ constexpr char SWITCH_OFF[] = "0";
 constexpr char LIFT_TASK[] = "IO_LIMIT";
 constexpr int64_t APP_START_DELAY_MS = 3000;
 
-// The camera takes longer than others until it shows a picture.
+// The camera's limits last longer than those of other applications.
 constexpr char CAMERA_BUNDLE[] = "com.zelmar.qubos.camera";
 constexpr int64_t CAMERA_START_DELAY_MS = 5000;
 
@@ -34,7 +33,7 @@ void IolimitHandler::AppStartLimitRules(const std::string& bundleName, const std
     GetAppInfo(uid);
     UnLimitForegroundPid();
     LimitBackgroundPid();
-    // A lift that is under way now would switch off what is being switched on.
+    // A lift that is under way now would switch off what is switched on here.
     SupersedeLift();
     SwitchLimitsOn();
     if (bundleName == CAMERA_BUNDLE) {
@@ -82,11 +81,12 @@ bool IolimitHandler::IsRemoveSuspendPid(int32_t uid, int32_t pid) {
 }
 
 void IolimitHandler::SwitchLimitsOn() {
+    MutexLock lock(liftMutex_);
     SendWriteCmd(IOCONTROL_SWITCH, SWITCH_ON);
     SendWriteCmd(HEAVYIO_SWITCH, SWITCH_ON);
 }
 
-// Whatever was posted before is pushed out, so that the limits last until the delay of the last trigger has passed.
+// The last trigger alone decides when the limits are lifted: what was posted before is taken back.
 void IolimitHandler::AppStartEffectTime(int64_t delayMs) {
     const auto callback = Callback();
     if (callback == nullptr) {

@@ -13,7 +13,7 @@ constexpr int64_t EXECUTOR_VALUE_WRITE_FILE = 2;   // Writes a control file.
 constexpr uint32_t EXECUTOR_RES_TYPE_QUERY = 0;
 constexpr int64_t EXECUTOR_VALUE_READ_FILE = 3;  // Replies with the lines of a control file.
 
-// The kind of extension that a request is for, its member "extType".
+// The kind of a request, its member "extType".
 constexpr char EXT_TYPE_KEY[] = "extType";
 constexpr char EXT_TYPE_IO_SCHED[] = "1010";
 constexpr char EXT_TYPE_READ_FILE[] = "1008";

@@ -67,7 +67,7 @@ int IolimitModel::Read(std::string_view name, std::string& content) {
             content = processes_.Text(static_cast<int>(group));
             break;
         case File::SWITCH:
-            content = groups_.at(group).isOn + "\n";
+            content = groups_.at(group).switchState + "\n";
             break;
         case File::READ_LIMIT:
             content = groups_.at(group).readLimit + "\n";
@@ -106,7 +106,7 @@ int IolimitModel::Execute(std::string_view name, std::string_view content) {
             return 0;
         }
         case File::SWITCH:
-            return Assign(groups_.at(group).isOn, *text, *text == "0" || *text == "1");
+            return Assign(groups_.at(group).switchState, *text, *text == "0" || *text == "1");
         case File::READ_LIMIT:
             return Assign(groups_.at(group).readLimit, *text, IsLimit(*text));
         case File::WRITE_LIMIT:

@@ -37,7 +37,7 @@ private:
                                                               "iolimit.write_limit"};
 
     struct Group {
-        std::string isOn = "0";
+        std::string switchState = "0";
         std::string readLimit = "max";
         std::string writeLimit = "max";
     };

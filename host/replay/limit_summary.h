@@ -18,9 +18,9 @@ namespace ZYRA::Host {
 // What a start or a slide did to a process:
 //   LIMITED          put into the limited group
 //   HEAVY            put into the group of heavy IO
-//   RELEASED         taken out of the limited group, because its user is on the white list
+//   RELEASED         taken out of the limited group, because its uid is on the white list
 //   LIMITED_ALREADY  left where it was, in the limited group
-//   WHITE_LISTED     left alone: its user is on the white list
+//   WHITE_LISTED     left alone: its uid is on the white list
 //   FROZEN           left alone: it gets no time on a processor
 //   FOREGROUND       of the application that starts
 //   SYSTEM           left alone: of a system application

@@ -54,8 +54,9 @@ void VirtualDevice::TakeOver(const DeviceChange& change) {
         return scene == model_.scenes.end() ? SceneModel() : scene->second;
     };
     if (change.state) {
-        ForgetEndedProcesses();
+        const auto before = DeviceServices::GetInstance().Snapshot();
         DeviceServices::GetInstance().Set(model_.state);
+        ForgetEndedProcesses(*before);
     }
     // A preset record has as many pages as its scene has at that moment.
     for (const std::string& name : change.scenePages) {
@@ -80,9 +81,8 @@ void VirtualDevice::TakeOver(const DeviceChange& change) {
 }
 
 // The kernel takes a process that has ended out of its group.
-void VirtualDevice::ForgetEndedProcesses() {
-    const auto before = DeviceServices::GetInstance().Snapshot();
-    for (const auto& [pid, process] : before->processes) {
+void VirtualDevice::ForgetEndedProcesses(const DeviceState& before) {
+    for (const auto& [pid, process] : before.processes) {
         if (!model_.state.processes.contains(pid)) {
             kernel_.Iolimit().RemoveProcess(pid);
         }

@@ -40,7 +40,7 @@ private:
 
     explicit VirtualDevice(const DeviceModel& model) : model_(model), port_(kernel_) {}
     void TakeOver(const DeviceChange& change);
-    void ForgetEndedProcesses();
+    void ForgetEndedProcesses(const DeviceState& before);
 
     DeviceModel model_;
     // The executor ends before the kernel that it works on.

@@ -46,7 +46,9 @@ int ConfinedFolder::Open(const std::string& path, int flags, UniqueFd& file) con
     if (!path.starts_with(root_) || path.find('\0') != std::string::npos) {
         return EPERM;
     }
-    int next = open(root_.c_str(), FOLDER_FLAGS);
+    // With a slash at its end the name of a link would stand for the folder that the link leads to.
+    const std::string folder = root_.substr(0, root_.size() - 1);
+    int next = RetryOnEintr([&] { return open(folder.c_str(), FOLDER_FLAGS); });
     std::string_view rest = std::string_view(path).substr(root_.size());
     for (bool isLast = false; !isLast;) {
         if (next < 0) {

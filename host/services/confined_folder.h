@@ -8,10 +8,10 @@
 
 namespace ZYRA::Host {
 
-// Existing files below one folder, each reached step by step from there and without following a link, so that no path
-// leads out of it. Each operation returns 0 or an errno: EPERM for a path that is not below the folder or holds an
-// empty, "." or ".." component or a zero byte, ELOOP or ENOTDIR for one with a link, EINVAL for what is no regular
-// file. Thread-safe.
+// Existing files below one folder, each reached step by step from there and without following a symbolic link, the
+// folder itself included, so that no path leads out of it (what is mounted below it is inside). Each operation returns
+// 0 or an errno: EPERM for a path that is not below the folder, or where a step is empty, "." or "..", or holds a zero
+// byte; ELOOP or ENOTDIR where a step is a link; EINVAL, EISDIR or ENXIO for what is no regular file. Thread-safe.
 class ConfinedFolder {
 public:
     // REQUIRES: an absolute path with a slash at its end.

@@ -168,7 +168,8 @@ std::string ExecutorService::Preread(const nlohmann::json& payload) {
 std::string ExecutorService::WriteFile(const nlohmann::json& payload) {
     const std::string* path = TextOf(payload, "filePath");
     const std::string* content = TextOf(payload, "content");
-    if (path == nullptr || content == nullptr) {
+    // Nothing cannot be written: the call would not reach the file.
+    if (path == nullptr || content == nullptr || content->empty()) {
         return "no file path or no content";
     }
     return FileRefusal(*path, limitFiles_.Write(*path, *content));

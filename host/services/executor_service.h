@@ -21,8 +21,8 @@ public:
 };
 
 // The privileged executor: carries out what the plugin asks for through ExecutorClient, one at a time and in order of
-// sending; what is not waited for, on a queue of its own. While none exists, requests are journaled and otherwise
-// dropped. The requests, by type and value:
+// sending: on a queue of its own, or before a request that is waited for, on that one's thread. While none exists,
+// requests are journaled and otherwise dropped. The requests, by type and value:
 //   8/0   prereads the record of the monitor "index"
 //   8/1   is for a cache that the virtual device does not have, and noted only
 //   8/2   writes "content" to the file "filePath", which must exist below /dev/iolimit/

@@ -136,7 +136,7 @@ TEST(DeviceModelTest, PatchesMergeReplaceAndTakeAway) {
     const DeviceState& state = model.state;
     EXPECT_EQ(state.charging, 1);
     EXPECT_EQ(state.topAbility, "Main");
-    EXPECT_EQ(state.services, (std::map<int32_t, bool>{{401, false}, {3301, true}}));
+    EXPECT_EQ(state.services, (std::map<int32_t, bool>{{401, false}, {601, true}, {3301, true}}));
     ASSERT_EQ(state.bundles.size(), 1u);
     EXPECT_EQ(state.bundles.at("com.a").uid, 7);
     EXPECT_FALSE(state.bundles.at("com.a").systemApp);
@@ -154,7 +154,7 @@ TEST(DeviceModelTest, PatchesMergeReplaceAndTakeAway) {
                         "config": {"IoLimit": null}})",
                     model, change),
               "");
-    EXPECT_EQ(state.services.size(), 3u);
+    EXPECT_EQ(state.services.size(), 4u);
     EXPECT_TRUE(state.parameters.empty());
     EXPECT_TRUE(state.bundles.empty());
     EXPECT_FALSE(state.config.at("IoLimit").itemList.empty());

@@ -32,6 +32,7 @@ TEST(ConfinedFolderTest, NoPathLeadsOut) {
     fs::create_symlink(outside, root + "link");
     fs::create_symlink(base, root + "up");
     fs::create_symlink("file", root + "group/inner");
+    fs::create_symlink("root", base / "alias");
     ASSERT_EQ(mkfifo((root + "fifo").c_str(), 0600), 0);
 
     const ConfinedFolder folder(root);
@@ -57,6 +58,8 @@ TEST(ConfinedFolderTest, NoPathLeadsOut) {
         EXPECT_EQ(folder.Write(path, "1"), error) << path;
         EXPECT_EQ(folder.ReadLines(path, lines), error) << path;
     }
+    const std::string alias = (base / "alias/").string();
+    EXPECT_EQ(ConfinedFolder(alias).Write(alias + "group/file", "1"), ENOTDIR);
     EXPECT_EQ(folder.Write(root + "group", "1"), EISDIR);
     EXPECT_EQ(folder.Write(root + "fifo", "1"), ENXIO);
     EXPECT_EQ(folder.ReadLines(root + "fifo", lines), EINVAL);
@@ -105,13 +108,14 @@ TEST_F(ExecutorTest, WhatCannotBeCarriedOutIsRefusedAndLogged) {
     for (const nlohmann::json& payload :
          {nlohmann::json(), nlohmann::json({{"content", "1"}}), nlohmann::json({{"filePath", procs_}}),
           nlohmann::json({{"filePath", procs_}, {"content", 1}}),
+          nlohmann::json({{"filePath", procs_}, {"content", ""}}),
           nlohmann::json({{"filePath", "/dev/workingset/cgroup.procs"}, {"content", "1"}}),
           nlohmann::json({{"filePath", procs_}, {"content", "one"}})}) {
         Write(payload);
     }
     ExecutorClient::GetInstance().SendRequestAsync(8, 3, {});
     RunFor(0);
-    EXPECT_EQ(CountLogs("refused a request of type 8 value 2: no file path or no content"), 4u);
+    EXPECT_EQ(CountLogs("refused a request of type 8 value 2: no file path or no content"), 5u);
     EXPECT_EQ(CountLogs("refused a request of type 8 value 2: /dev/workingset/cgroup.procs: EPERM"), 1u);
     EXPECT_EQ(CountLogs("refused a request of type 8 value 2: " + procs_ + ": EINVAL"), 1u);
     EXPECT_EQ(CountLogs("refused a request of type 8 value 3: unknown request"), 1u);
@@ -129,7 +133,7 @@ TEST_F(ExecutorTest, LimitFilesTakeWhatTheyAreFor) {
     } rows[] = {
         {"iocontrol/iolimit.offon", "1", "1\n"},
         {"iocontrol/iolimit.offon", "2", "1\n"},
-        {"heavyio/iolimit.offon", "", "0\n"},
+        {"heavyio/iolimit.offon", "01", "0\n"},
         {"heavyio/iolimit.read_limit", "3145728", "3145728\n"},
         {"heavyio/iolimit.read_limit", "0", "3145728\n"},
         {"heavyio/iolimit.write_limit", "-1", "max\n"},

@@ -16,6 +16,7 @@
 #include "host/replay/virtual_device.h"
 #include "host/runtime/thread_runtime.h"
 #include "host/services/power_service.h"
+#include "platform/executor_client.h"
 
 namespace ZYRA::Host {
 namespace {
@@ -70,6 +71,8 @@ protected:
         std::string error;
         device_ = VirtualDevice::Start(DeviceModel(), error);
         ASSERT_NE(device_, nullptr) << error;
+        device_->Apply(nlohmann::json::parse(R"({"processes": {"8": {"uid": 20010034, "bundles": ["com.example.mail"]},
+                                                               "9": {"uid": 7}, "10": {"uid": 8, "frozen": true}}})"));
     }
     void TearDown() override {
         device_.reset();
@@ -81,6 +84,13 @@ protected:
         auto plugin = PluginLibrary::Open(PLUGIN_LIBRARY, error);
         EXPECT_NE(plugin, nullptr) << error;
         return plugin;
+    }
+
+    // What the plugin has asked for is carried out before a request that is waited for.
+    static void AwaitExecutor() {
+        nlohmann::json reply;
+        ResourceSchedule::ExecutorClient::GetInstance().SendRequestSync(
+            0, 3, {{"filePath", "/dev/iolimit/iocontrol/cgroup.procs"}}, reply);
     }
 
     ThreadRuntime runtime_;
@@ -139,6 +149,7 @@ TEST_F(StormTest, LoadedAndUnloadedAHundredTimesLeavesNothingBehind) {
         runtime_.JoinRetired();
         plugin.reset();
         ASSERT_FALSE(IsMapped()) << "cycle " << cycle;
+        AwaitExecutor();
         if (cycle == 0) {
             threads = CountEntries("/proc/self/task");
             descriptors = CountEntries("/proc/self/fd");
