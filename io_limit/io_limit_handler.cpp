@@ -1,5 +1,7 @@
 #include "io_limit/io_limit_handler.h"
 
+#include <initializer_list>
+
 #include "frame/common/common_util.h"
 #include "frame/common/io_sched_event_util.h"
 #include "frame/common/io_sched_log.h"
@@ -25,10 +27,20 @@ constexpr uint32_t BitOf(WhitelistKind kind) {
     return 1U << static_cast<uint32_t>(kind);
 }
 
-// The payload's uid, when it is made of digits. A number that does not fit is that of user 0.
-bool ReadUid(const nlohmann::json& payload, int32_t& uid) {
+// Reads texts of a payload. What lacks one is logged under the operation's name.
+bool ReadTexts(const char* operation, const nlohmann::json& payload, std::initializer_list<PayloadField> fields) {
+    if (ReadPayload(payload, fields)) {
+        return true;
+    }
+    IOSCHED_LOGE_AS(operation, "para error.");
+    return false;
+}
+
+// Reads the uid of a payload, which must be made of digits. A number that does not fit is that of uid 0.
+bool ReadUid(const char* operation, const nlohmann::json& payload, int32_t& uid) {
     std::string text;
     if (!ReadPayload(payload, {{UID_KEY, text}}) || !CommonUtil::IsNumericString(text)) {
+        IOSCHED_LOGE_AS(operation, "para error.");
         return false;
     }
     uid = CommonUtil::StringToInt32(text);
@@ -70,68 +82,47 @@ std::shared_ptr<IOSchedEventCallback> IolimitHandler::Callback() {
 }
 
 void IolimitHandler::HandleProcessStart(const nlohmann::json& payload) {
-    if (!isInited_) {
-        return;
-    }
     std::string uid;
     std::string bundleName;
-    if (!ReadPayload(payload, {{UID_KEY, uid}, {BUNDLE_NAME_KEY, bundleName}})) {
-        IOSCHED_LOGE("para error.");
-        return;
+    if (isInited_ && ReadTexts(__func__, payload, {{UID_KEY, uid}, {BUNDLE_NAME_KEY, bundleName}})) {
+        CheckIsRemoveAndSystem(CommonUtil::StringToInt32(uid), bundleName);
     }
-    CheckIsRemoveAndSystem(CommonUtil::StringToInt32(uid), bundleName);
 }
 
 void IolimitHandler::HandleAppStart(const nlohmann::json& payload) {
-    if (!isInited_) {
-        return;
-    }
     std::string uid;
     std::string bundleName;
-    if (!ReadPayload(payload, {{UID_KEY, uid}, {BUNDLE_NAME_KEY, bundleName}})) {
-        IOSCHED_LOGE("para error.");
-        return;
+    if (isInited_ && ReadTexts(__func__, payload, {{UID_KEY, uid}, {BUNDLE_NAME_KEY, bundleName}})) {
+        AppStartLimitRules(bundleName, uid);
     }
-    AppStartLimitRules(bundleName, uid);
 }
 
 // No application starts, so that none counts as the foreground.
 void IolimitHandler::HandleSlideStart() {
-    if (!isInited_) {
-        return;
+    if (isInited_) {
+        GetAppInfo("");
+        UnLimitForegroundPid();
+        LimitBackgroundPid();
+        SwitchLimitsOn();
     }
-    GetAppInfo("");
-    UnLimitForegroundPid();
-    LimitBackgroundPid();
-    SwitchLimitsOn();
 }
 
 void IolimitHandler::HandleSlideEnd() {
-    if (!isInited_) {
-        return;
+    if (isInited_) {
+        AppStartEffectTime(SLIDE_END_DELAY_MS);
     }
-    AppStartEffectTime(SLIDE_END_DELAY_MS);
 }
 
 void IolimitHandler::HandleWhitelistInsert(const nlohmann::json& payload, WhitelistKind kind) {
-    if (!isInited_) {
-        return;
-    }
     int32_t uid = 0;
-    if (!ReadUid(payload, uid)) {
-        IOSCHED_LOGE("para error.");
-        return;
+    if (isInited_ && ReadUid(__func__, payload, uid)) {
+        whitelist_[uid] |= BitOf(kind);
     }
-    whitelist_[uid] |= BitOf(kind);
 }
 
 void IolimitHandler::HandleWhitelistErase(const nlohmann::json& payload, WhitelistKind kind) {
-    if (!isInited_) {
-        return;
-    }
     int32_t uid = 0;
-    if (!ReadUid(payload, uid)) {
-        IOSCHED_LOGE("para error.");
+    if (!isInited_ || !ReadUid(__func__, payload, uid)) {
         return;
     }
     const auto entry = whitelist_.find(uid);
@@ -145,13 +136,9 @@ void IolimitHandler::HandleWhitelistErase(const nlohmann::json& payload, Whiteli
 }
 
 void IolimitHandler::HandleContinuousBegin(const nlohmann::json& payload) {
-    if (!isInited_) {
-        return;
-    }
     std::string typeId;
     std::string uid;
-    if (!ReadPayload(payload, {{TYPE_ID_KEY, typeId}, {UID_KEY, uid}})) {
-        IOSCHED_LOGE("para error.");
+    if (!isInited_ || !ReadTexts(__func__, payload, {{TYPE_ID_KEY, typeId}, {UID_KEY, uid}})) {
         return;
     }
     IOSCHED_LOGI("HandleContinuousBegin uid %{public}s, type %{public}s.", uid.c_str(), typeId.c_str());
@@ -163,13 +150,9 @@ void IolimitHandler::HandleContinuousBegin(const nlohmann::json& payload) {
 }
 
 void IolimitHandler::HandleContinuousEnd(const nlohmann::json& payload) {
-    if (!isInited_) {
-        return;
-    }
     std::string typeId;
     std::string uid;
-    if (!ReadPayload(payload, {{TYPE_ID_KEY, typeId}, {UID_KEY, uid}})) {
-        IOSCHED_LOGE("para error.");
+    if (!isInited_ || !ReadTexts(__func__, payload, {{TYPE_ID_KEY, typeId}, {UID_KEY, uid}})) {
         return;
     }
     IOSCHED_LOGI("HandleContinuousEnd uid %{public}s, type %{public}s.", uid.c_str(), typeId.c_str());
@@ -182,29 +165,21 @@ void IolimitHandler::HandleContinuousEnd(const nlohmann::json& payload) {
 
 bool IolimitHandler::IsUpDownEvent(const nlohmann::json& payload) {
     std::string typeId;
-    if (!ReadPayload(payload, {{TYPE_ID_KEY, typeId}})) {
-        IOSCHED_LOGE("para error.");
-        return false;
-    }
-    return typeId == UPLOAD_DOWNLOAD_TYPE_ID;
+    return ReadTexts(__func__, payload, {{TYPE_ID_KEY, typeId}}) && typeId == UPLOAD_DOWNLOAD_TYPE_ID;
 }
 
 void IolimitHandler::ListInsert(const nlohmann::json& payload, std::set<int32_t>& uids) {
     int32_t uid = 0;
-    if (!ReadUid(payload, uid)) {
-        IOSCHED_LOGE("para error.");
-        return;
+    if (ReadUid(__func__, payload, uid)) {
+        uids.insert(uid);
     }
-    uids.insert(uid);
 }
 
 void IolimitHandler::ListErase(const nlohmann::json& payload, std::set<int32_t>& uids) {
     int32_t uid = 0;
-    if (!ReadUid(payload, uid)) {
-        IOSCHED_LOGE("para error.");
-        return;
+    if (ReadUid(__func__, payload, uid)) {
+        uids.erase(uid);
     }
-    uids.erase(uid);
 }
 
 }  // namespace ZYRA::ResourceSchedule

@@ -1,6 +1,6 @@
 // What is told of the learning, from log lines written by hand, and the sets that it is compared with.
 
-#include "host/replay/learning_summary.h"
+#include "host/report/learning_summary.h"
 
 #include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "host/replay/scene_cache.h"
-#include "host/replay/summary_json.h"
-#include "host/replay/summary_text.h"
+#include "host/report/scene_cache.h"
+#include "host/report/summary_json.h"
+#include "host/report/summary_text.h"
 
 namespace ZYRA::Host {
 namespace {

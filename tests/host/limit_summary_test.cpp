@@ -1,6 +1,6 @@
 // Who was limited and why not the others, from facts written by hand.
 
-#include "host/replay/limit_summary.h"
+#include "host/report/limit_summary.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "host/replay/summary_json.h"
-#include "host/replay/summary_text.h"
+#include "host/report/summary_json.h"
+#include "host/report/summary_text.h"
 #include "host/services/device_state.h"
 
 namespace ZYRA::Host {

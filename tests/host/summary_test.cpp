@@ -1,6 +1,6 @@
 // What is told of a run, from facts written by hand.
 
-#include "host/replay/summary.h"
+#include "host/report/summary.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -10,7 +10,7 @@
 #include <string>
 
 #include "host/replay/journal_writer.h"
-#include "host/replay/summary_text.h"
+#include "host/report/summary_text.h"
 #include "platform/file_util.h"
 
 namespace ZYRA::Host {

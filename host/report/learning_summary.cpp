@@ -1,4 +1,4 @@
-#include "host/replay/learning_summary.h"
+#include "host/report/learning_summary.h"
 
 #include <algorithm>
 #include <functional>

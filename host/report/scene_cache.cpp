@@ -1,4 +1,4 @@
-#include "host/replay/scene_cache.h"
+#include "host/report/scene_cache.h"
 
 #include <iterator>
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/replay/learning_lines.h"
-#include "host/replay/scene_cache.h"
+#include "host/report/scene_cache.h"
 #include "host/runtime/journal.h"
 
 namespace ZYRA::Host {

@@ -1,4 +1,4 @@
-#include "host/replay/text_table.h"
+#include "host/report/text_table.h"
 
 #include <algorithm>
 

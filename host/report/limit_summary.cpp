@@ -1,4 +1,4 @@
-#include "host/replay/limit_summary.h"
+#include "host/report/limit_summary.h"
 
 #include "host/kernel/control_text.h"
 #include "host/services/device_state.h"

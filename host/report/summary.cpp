@@ -1,4 +1,4 @@
-#include "host/replay/summary.h"
+#include "host/report/summary.h"
 
 #include <string_view>
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "host/replay/findings.h"
+#include "host/report/findings.h"
 
 namespace ZYRA::Host {
 

@@ -1,4 +1,4 @@
-#include "host/replay/state_timeline.h"
+#include "host/report/state_timeline.h"
 
 namespace ZYRA::Host {
 

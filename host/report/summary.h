@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "host/replay/device_model.h"
-#include "host/replay/state_timeline.h"
-#include "host/replay/tally.h"
-#include "host/replay/work_timeline.h"
+#include "host/report/state_timeline.h"
+#include "host/report/tally.h"
+#include "host/report/work_timeline.h"
 #include "host/runtime/journal.h"
 
 namespace ZYRA::Host {

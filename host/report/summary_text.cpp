@@ -1,4 +1,4 @@
-#include "host/replay/summary_text.h"
+#include "host/report/summary_text.h"
 
 #include <fmt/format.h>
 
@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "host/replay/printable.h"
-#include "host/replay/text_table.h"
+#include "host/report/text_table.h"
 
 namespace ZYRA::Host {
 

@@ -1,4 +1,4 @@
-#include "host/replay/work_timeline.h"
+#include "host/report/work_timeline.h"
 
 namespace ZYRA::Host {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "host/replay/learning_summary.h"
-#include "host/replay/limit_summary.h"
 #include "host/replay/replay.h"
-#include "host/replay/summary.h"
+#include "host/report/learning_summary.h"
+#include "host/report/limit_summary.h"
+#include "host/report/summary.h"
 
 namespace ZYRA::Host {
 

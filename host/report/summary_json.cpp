@@ -1,4 +1,4 @@
-#include "host/replay/summary_json.h"
+#include "host/report/summary_json.h"
 
 #include <nlohmann/json.hpp>
 
