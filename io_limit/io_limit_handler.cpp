@@ -54,7 +54,7 @@ IolimitHandler& IolimitHandler::GetInstance() {
     return instance;
 }
 
-// The helper is to outlive the handler, whose tasks use it.
+// The helper is to outlive the handler, which uses it.
 IolimitHandler::IolimitHandler() {
     IoLimitBundleManagerHelper::GetInstance();
 }

@@ -86,7 +86,7 @@ void IolimitHandler::SwitchLimitsOn() {
     SendWriteCmd(HEAVYIO_SWITCH, SWITCH_ON);
 }
 
-// The last trigger alone decides when the limits are lifted: what was posted before is taken back.
+// The last start, or end of a slide, alone decides when the limits are lifted: what was posted before is taken back.
 void IolimitHandler::AppStartEffectTime(int64_t delayMs) {
     const auto callback = Callback();
     if (callback == nullptr) {

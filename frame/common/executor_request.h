@@ -7,7 +7,7 @@ namespace ZYRA::ResourceSchedule {
 // The privileged executor's numbers of the requests that the plugin makes: a resource type and a value each.
 constexpr uint32_t EXECUTOR_RES_TYPE_EXTENSION = 8;
 constexpr int64_t EXECUTOR_VALUE_PREREAD = 0;      // Prereads the record of a monitor.
-constexpr int64_t EXECUTOR_VALUE_CUST_CONFIG = 1;  // Applies the customised configuration.
+constexpr int64_t EXECUTOR_VALUE_CUST_CONFIG = 1;  // Applies the customised configuration of the cache.
 constexpr int64_t EXECUTOR_VALUE_WRITE_FILE = 2;   // Writes a control file.
 
 constexpr uint32_t EXECUTOR_RES_TYPE_QUERY = 0;

@@ -1,7 +1,13 @@
 #include "host/report/limit_summary.h"
 
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <utility>
+
 #include "host/kernel/control_text.h"
 #include "host/services/device_state.h"
+#include "host/services/executor_requests.h"
 #include "platform/service_registry.h"
 
 namespace ZYRA::Host {
@@ -12,21 +18,16 @@ constexpr uint32_t SLIDE = 11;
 constexpr int64_t SLIDE_STARTS = 1;
 constexpr uint32_t ABILITY_START = 27;
 
-constexpr uint32_t EXTENSION_RESOURCE = 8;
-constexpr int64_t WRITE_FILE = 2;
-constexpr uint32_t QUERY_RESOURCE = 0;
-constexpr int64_t READ_FILE = 3;
-
 constexpr std::string_view ROOT = "/dev/iolimit/";
 constexpr std::string_view PROCS = "/cgroup.procs";
 constexpr std::string_view SWITCH = "/iolimit.offon";
+
+// The groups, which ProcessGroups knows by their place here.
 constexpr std::string_view LIMITED = "iocontrol";
 constexpr std::string_view HEAVY = "heavyio";
 constexpr std::string_view UNLIMITED = "ionormal";
-
-// Numbers of the groups.
+constexpr std::array<std::string_view, 3> GROUPS = {LIMITED, HEAVY, UNLIMITED};
 constexpr int LIMITED_GROUP = 0;
-constexpr int OTHER_GROUP = 1;
 
 struct FateWords {
     const char* key;
@@ -41,6 +42,8 @@ FateWords WordsOf(LimitFate fate) {
             return {"heavy", "heavy IO"};
         case LimitFate::RELEASED:
             return {"released", "released"};
+        case LimitFate::REFUSED:
+            return {"refused", "refused"};
         case LimitFate::LIMITED_ALREADY:
             return {"limitedAlready", "limited already"};
         case LimitFate::WHITE_LISTED:
@@ -55,19 +58,24 @@ FateWords WordsOf(LimitFate fate) {
     return {"", ""};
 }
 
-// The member of a payload that is a text, "" when there is none.
 std::string TextOf(const nlohmann::json& payload, const char* name) {
-    const auto member = payload.is_object() ? payload.find(name) : payload.end();
-    return member != payload.end() && member->is_string() ? member->get<std::string>() : "";
+    const std::string* text = TextMember(payload, name);
+    return text == nullptr ? "" : *text;
 }
 
 // The group whose file a path names, "" when it names no such file.
 std::string_view GroupOf(std::string_view path, std::string_view file) {
-    if (!path.starts_with(ROOT) || !path.ends_with(file)) {
+    if (path.size() <= ROOT.size() + file.size() || !path.starts_with(ROOT) || !path.ends_with(file)) {
         return "";
     }
     path.remove_prefix(ROOT.size());
     return path.substr(0, path.size() - file.size());
+}
+
+// The process that a write to a member list moves.
+std::optional<int32_t> PidOf(const std::string& content) {
+    const auto text = CommandText(content);
+    return text ? ParsePid(*text) : std::nullopt;
 }
 
 }  // namespace
@@ -80,8 +88,13 @@ const char* LimitFateName(LimitFate fate) {
     return WordsOf(fate).name;
 }
 
+uint64_t LimitSummary::FateCount(LimitFate fate) const {
+    const auto count = fates_.find(fate);
+    return count == fates_.end() ? 0 : count->second;
+}
+
 void LimitSummary::OnEntry(const JournalEntry& entry) {
-    for (SwitchTime* time : {&limitedSwitch_, &heavySwitch_}) {
+    for (SwitchTime* time : {&limitedSwitch_, &heavySwitch_, &anySwitch_}) {
         time->onUs += time->isOn ? entry.timeUs - nowUs_ : 0;
     }
     nowUs_ = entry.timeUs;
@@ -90,13 +103,12 @@ void LimitSummary::OnEntry(const JournalEntry& entry) {
 
 void LimitSummary::Note(const EventStep& fact) {
     if (fact.resType == ABILITY_START) {
-        next_.isSlide = false;
-        next_.bundleName = TextOf(fact.payload, "bundleName");
-        next_.uid = TextOf(fact.payload, "uid");
+        lastEvent_.isSlide = false;
+        lastEvent_.bundleName = TextOf(fact.payload, "bundleName");
+        lastEvent_.uid = TextOf(fact.payload, "uid");
     } else if (fact.resType == SLIDE && fact.value == SLIDE_STARTS) {
-        next_.isSlide = true;
-        next_.bundleName.clear();
-        next_.uid.clear();
+        lastEvent_ = LimitTrigger();
+        lastEvent_.isSlide = true;
     }
 }
 
@@ -118,108 +130,163 @@ void LimitSummary::Note(const DeviceStep& fact) {
 }
 
 void LimitSummary::Note(const LogEntry& fact) {
-    if (const auto line = ReadLimitLine(fact); line) {
-        std::visit([this](const auto& what) { NoteLine(what); }, *line);
+    const auto line = ReadLimitLine(fact);
+    if (!line) {
+        return;
+    }
+    switch (line->kind) {
+        case LimitLine::Kind::CHOOSING:
+            Begin();
+            LookAtProcesses();
+            break;
+        case LimitLine::Kind::FOREGROUND:
+            decision_.foregroundUids.insert(line->uid);
+            break;
+        case LimitLine::Kind::CHOSEN:
+            decision_.chosen.insert(line->pid);
+            break;
+        case LimitLine::Kind::FROZEN:
+            NoteMembers();
+            decision_.frozen.insert(line->pid);
+            break;
     }
 }
 
-void LimitSummary::NoteLine(const ChoosingLine& /*line*/) {
-    foregroundUids_.clear();
-    chosen_.clear();
-    frozen_.clear();
-    limitedBefore_.reset();
-    moved_.clear();
-    next_.processes.clear();
+void LimitSummary::Begin() {
+    if (!decision_.isMade) {
+        decision_ = Decision();
+        return;
+    }
+    LimitTrigger& trigger = decision_.trigger;
+    ++(trigger.isSlide ? slides_ : starts_);
+    for (LimitedProcess& process : trigger.processes) {
+        process.fate = FateOf(process);
+        ++fates_[process.fate];
+        const auto group = groups_.GroupOf(process.pid);
+        process.group = group ? GROUPS.at(static_cast<size_t>(*group)) : "";
+    }
+    if (triggers_.size() < MOST_TRIGGERS) {
+        triggers_.push_back(std::move(trigger));
+    }
+    decision_ = Decision();
+}
+
+void LimitSummary::LookAtProcesses() {
     const auto device = DeviceServices::GetInstance().Snapshot();
     if (!device->HasService(APP_MGR_SERVICE_ID)) {
         return;  // The plugin sees nobody.
     }
     for (const auto& [pid, process] : device->processes) {
-        next_.processes.push_back(
-            {pid, process.uid, process.bundles.empty() ? "" : process.bundles.front(), LimitFate::SYSTEM});
+        decision_.trigger.processes.push_back(
+            {pid, process.uid, process.bundles.empty() ? "" : process.bundles.front(), LimitFate::SYSTEM, ""});
     }
 }
 
 void LimitSummary::Note(const RequestEntry& fact) {
     const std::string path = TextOf(fact.payload, "filePath");
     if (fact.resType == QUERY_RESOURCE && fact.value == READ_FILE && GroupOf(path, PROCS) == LIMITED) {
-        const auto members = groups_.Members(LIMITED_GROUP);
-        limitedBefore_.emplace(members.begin(), members.end());
+        if (decision_.isMade) {
+            Begin();  // Without the app manager nothing comes before this.
+        }
+        decision_.hasRead = true;
     }
-    if (fact.resType != EXTENSION_RESOURCE || fact.value != WRITE_FILE) {
+    if (fact.resType != EXTENSION_RESOURCE || fact.value != WRITE_FILE || decision_.isMade) {
         return;
     }
     const std::string content = TextOf(fact.payload, "content");
-    if (const auto pid = ParsePid(content); pid) {
-        NoteMove(GroupOf(path, PROCS), *pid);
+    NoteMembers();
+    if (const auto pid = PidOf(content); pid) {
+        NoteAsked(GroupOf(path, PROCS), *pid);
     }
     if (GroupOf(path, SWITCH) == LIMITED && content == "1") {
-        Conclude();
+        decision_.trigger.timeUs = nowUs_;
+        decision_.trigger.isSlide = lastEvent_.isSlide;
+        decision_.trigger.bundleName = lastEvent_.bundleName;
+        decision_.trigger.uid = lastEvent_.uid;
+        decision_.isMade = true;
     }
 }
 
-void LimitSummary::NoteMove(std::string_view group, int32_t pid) {
+void LimitSummary::Note(const RefusedEntry& fact) {
+    if (fact.resType == QUERY_RESOURCE && fact.value == READ_FILE && decision_.hasRead && !decision_.limitedBefore) {
+        decision_.isReadRefused = true;
+    }
+}
+
+// What was sent before the members were read had been carried out by then, so that it is not until the plugin goes on
+// that they are those that it has read.
+void LimitSummary::NoteMembers() {
+    if (decision_.hasRead && !decision_.limitedBefore) {
+        const auto members = groups_.Members(LIMITED_GROUP);
+        decision_.limitedBefore.emplace();
+        if (!decision_.isReadRefused) {
+            decision_.limitedBefore->insert(members.begin(), members.end());
+        }
+    }
+}
+
+void LimitSummary::NoteAsked(std::string_view group, int32_t pid) {
     if (group == LIMITED) {
-        moved_[pid] = LimitFate::LIMITED;
+        decision_.asked[pid] = LimitFate::LIMITED;
     } else if (group == HEAVY) {
-        moved_[pid] = LimitFate::HEAVY;
+        decision_.asked[pid] = LimitFate::HEAVY;
     } else if (group == UNLIMITED) {
         // What is moved before the members are read belongs to the application that starts.
-        moved_[pid] = limitedBefore_ ? LimitFate::RELEASED : LimitFate::FOREGROUND;
+        decision_.asked[pid] = decision_.hasRead ? LimitFate::RELEASED : LimitFate::FOREGROUND;
     }
 }
 
-LimitFate LimitSummary::FateOf(int32_t pid, int32_t uid) const {
-    if (const auto moved = moved_.find(pid); moved != moved_.end()) {
-        return moved->second;
+LimitFate LimitSummary::FateOf(const LimitedProcess& process) const {
+    if (const auto asked = decision_.asked.find(process.pid); asked != decision_.asked.end()) {
+        return decision_.moved.contains(process.pid) ? asked->second : LimitFate::REFUSED;
     }
-    if (!chosen_.contains(pid)) {
-        return foregroundUids_.contains(uid) ? LimitFate::FOREGROUND : LimitFate::SYSTEM;
+    if (!decision_.chosen.contains(process.pid)) {
+        return decision_.foregroundUids.contains(process.uid) ? LimitFate::FOREGROUND : LimitFate::SYSTEM;
     }
-    if (frozen_.contains(pid)) {
+    if (decision_.frozen.contains(process.pid)) {
         return LimitFate::FROZEN;
     }
-    return limitedBefore_ && limitedBefore_->contains(pid) ? LimitFate::LIMITED_ALREADY : LimitFate::WHITE_LISTED;
-}
-
-void LimitSummary::Conclude() {
-    ++(next_.isSlide ? slides_ : starts_);
-    for (LimitedProcess& process : next_.processes) {
-        process.fate = FateOf(process.pid, process.uid);
-        ++fates_.at(static_cast<size_t>(process.fate));
-    }
-    next_.timeUs = nowUs_;
-    if (triggers_.size() < MOST_TRIGGERS) {
-        triggers_.push_back(next_);
-    }
-    // Without the app manager the next decision begins with its switch.
-    next_.processes.clear();
+    return decision_.limitedBefore && decision_.limitedBefore->contains(process.pid) ? LimitFate::LIMITED_ALREADY
+                                                                                     : LimitFate::WHITE_LISTED;
 }
 
 void LimitSummary::Note(const FileWriteEntry& fact) {
-    if (fact.error != 0) {
+    const auto command = CommandText(fact.content);
+    if (fact.error != 0 || !command) {
         return;
     }
-    if (const auto group = GroupOf(fact.path, PROCS); !group.empty()) {
-        if (const auto pid = ParsePid(fact.content); pid) {
-            groups_.Move(*pid, group == LIMITED ? LIMITED_GROUP : OTHER_GROUP);
-        }
+    const auto* const group = std::find(GROUPS.begin(), GROUPS.end(), GroupOf(fact.path, PROCS));
+    if (const auto pid = ParsePid(*command); group != GROUPS.end() && pid) {
+        groups_.Move(*pid, static_cast<int>(std::distance(GROUPS.begin(), group)));
+        decision_.moved.insert(*pid);
     }
-    const auto group = GroupOf(fact.path, SWITCH);
-    const bool isOn = fact.content == "1";
-    if (group == HEAVY) {
-        Switch(heavySwitch_, isOn);
-    } else if (group == LIMITED) {
-        Switch(limitedSwitch_, isOn);
-        for (auto trigger = triggers_.rbegin(); !isOn && trigger != triggers_.rend() && !trigger->liftedUs; ++trigger) {
-            trigger->liftedUs = nowUs_;
-        }
+    const auto switched = GroupOf(fact.path, SWITCH);
+    if (switched == LIMITED || switched == HEAVY) {
+        NoteSwitch(switched == LIMITED ? limitedSwitch_ : heavySwitch_, command == "1");
     }
 }
 
-void LimitSummary::Switch(SwitchTime& time, bool isOn) {
-    time.times += isOn && !time.isOn ? 1 : 0;
-    time.isOn = isOn;
+void LimitSummary::NoteSwitch(SwitchTime& time, bool isOn) {
+    const auto set = [](SwitchTime& one, bool on) {
+        one.times += on && !one.isOn ? 1 : 0;
+        one.isOn = on;
+    };
+    set(time, isOn);
+    set(anySwitch_, limitedSwitch_.isOn || heavySwitch_.isOn);
+    LimitTrigger& current = decision_.trigger;
+    current.isSwitchedOn = current.isSwitchedOn || (decision_.isMade && isOn);
+    if (anySwitch_.isOn) {
+        return;
+    }
+    const auto lift = [this](LimitTrigger& trigger) {
+        if (trigger.isSwitchedOn && !trigger.liftedUs) {
+            trigger.liftedUs = nowUs_;
+        }
+    };
+    lift(current);
+    for (auto trigger = triggers_.rbegin(); trigger != triggers_.rend() && !trigger->liftedUs; ++trigger) {
+        lift(*trigger);
+    }
 }
 
 }  // namespace ZYRA::Host

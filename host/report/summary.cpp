@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "host/runtime/errno_names.h"
+#include "host/services/executor_requests.h"
 
 namespace ZYRA::Host {
 
@@ -10,8 +11,6 @@ namespace {
 
 constexpr std::string_view WORKINGSET_ROOT = "/dev/workingset/";
 constexpr std::string_view PROCESS_LIST = "cgroup.procs";
-constexpr uint32_t EXTENSION_RESOURCE = 8;
-constexpr int64_t PREREAD_RECORD = 0;
 
 std::string ParamsText(const SysEventEntry& event) {
     std::string text = event.name;
@@ -108,8 +107,8 @@ void Summary::Note(const FileWriteEntry& fact) {
 }
 
 void Summary::Note(const RequestEntry& fact) {
-    const auto index = fact.payload.is_object() ? fact.payload.find("index") : fact.payload.end();
-    if (fact.resType != EXTENSION_RESOURCE || fact.value != PREREAD_RECORD || index == fact.payload.end()) {
+    const std::string* index = TextMember(fact.payload, "index");
+    if (fact.resType != EXTENSION_RESOURCE || fact.value != PREREAD_RECORD || index == nullptr) {
         return;
     }
     for (size_t monitor = 0; monitor < monitors_.size(); ++monitor) {

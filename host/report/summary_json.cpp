@@ -86,8 +86,8 @@ OrderedJson Limits(const LimitSummary& limits) {
         return OrderedJson{{"onUs", time.onUs}, {"times", time.times}};
     };
     OrderedJson fates = OrderedJson::object();
-    for (size_t fate = 0; fate < LIMIT_FATE_COUNT; ++fate) {
-        fates[LimitFateKey(static_cast<LimitFate>(fate))] = limits.FateCount(static_cast<LimitFate>(fate));
+    for (const LimitFate fate : LIMIT_FATES) {
+        fates[LimitFateKey(fate)] = limits.FateCount(fate);
     }
     OrderedJson first = OrderedJson::array();
     for (const LimitTrigger& trigger : limits.Triggers()) {
@@ -96,13 +96,15 @@ OrderedJson Limits(const LimitSummary& limits) {
             processes.push_back({{"pid", process.pid},
                                  {"uid", process.uid},
                                  {"bundleName", process.bundleName},
-                                 {"fate", LimitFateKey(process.fate)}});
+                                 {"fate", LimitFateKey(process.fate)},
+                                 {"group", process.group}});
         }
         OrderedJson told = {{"timeUs", trigger.timeUs}, {"kind", trigger.isSlide ? "slide" : "start"}};
         if (!trigger.isSlide) {
             told["bundleName"] = trigger.bundleName;
             told["uid"] = trigger.uid;
         }
+        told["switchedOn"] = trigger.isSwitchedOn;
         told["liftedUs"] = nullptr;
         if (trigger.liftedUs) {
             told["liftedUs"] = *trigger.liftedUs;

@@ -76,18 +76,32 @@ std::vector<const std::pair<const std::string, SceneSummary>*> MostWorkedOn(
     return told;
 }
 
+// A process by its number and its bundle, and with its group, where that is a limited one and the fate does not say so.
+std::string ProcessName(const LimitedProcess& process) {
+    const std::string name = process.bundleName.empty() ? "(no bundle)" : Printable(process.bundleName);
+    const bool isLimited = process.group == "iocontrol" || process.group == "heavyio";
+    const bool isSaid = process.fate == LimitFate::LIMITED || process.fate == LimitFate::LIMITED_ALREADY ||
+                        process.fate == LimitFate::HEAVY;
+    return fmt::format("{} {}{}", process.pid, name, isLimited && !isSaid ? " [in " + process.group + ']' : "");
+}
+
 // The processes that had this fate, "" when none had.
 std::string ProcessNames(const LimitTrigger& trigger, LimitFate fate) {
     std::string names;
     size_t count = 0;
     for (const LimitedProcess& process : trigger.processes) {
-        if (process.fate != fate || ++count > MOST_PROCESSES_TOLD) {
-            continue;
+        if (process.fate == fate && ++count <= MOST_PROCESSES_TOLD) {
+            names += (names.empty() ? "" : ", ") + ProcessName(process);
         }
-        const std::string name = process.bundleName.empty() ? "(no bundle)" : Printable(process.bundleName);
-        names += (names.empty() ? "" : ", ") + std::to_string(process.pid) + ' ' + name;
     }
     return count > MOST_PROCESSES_TOLD ? fmt::format("{} and {} more", names, count - MOST_PROCESSES_TOLD) : names;
+}
+
+std::string LiftText(const LimitTrigger& trigger) {
+    if (!trigger.isSwitchedOn) {
+        return "not switched on";
+    }
+    return trigger.liftedUs ? "lifted at " + Seconds(*trigger.liftedUs) : "not lifted";
 }
 
 // Collects the text of the sections.
@@ -192,7 +206,7 @@ void SummaryWriter::Limits(const LimitSummary& limits) {
         Line("never limited");
         return;
     }
-    Line(fmt::format("limited for {}: {}, {}", Seconds(limits.LimitedSwitch().onUs), Counted(limits.Starts(), "start"),
+    Line(fmt::format("limited for {}: {}, {}", Seconds(limits.AnySwitch().onUs), Counted(limits.Starts(), "start"),
                      Counted(limits.Slides(), "slide")));
     const auto& triggers = limits.Triggers();
     const size_t told = std::min(triggers.size(), MOST_TRIGGERS_TOLD);
@@ -201,10 +215,9 @@ void SummaryWriter::Limits(const LimitSummary& limits) {
     }
     if (count > told) {
         Line(fmt::format("and {} more; in all, processes were", count - told));
-        for (size_t fate = 0; fate < LIMIT_FATE_COUNT; ++fate) {
-            const auto which = static_cast<LimitFate>(fate);
-            if (limits.FateCount(which) != 0) {
-                Line(fmt::format("  {:<15}  {}×", LimitFateName(which), limits.FateCount(which)));
+        for (const LimitFate fate : LIMIT_FATES) {
+            if (limits.FateCount(fate) != 0) {
+                Line(fmt::format("  {:<15}  {}×", LimitFateName(fate), limits.FateCount(fate)));
             }
         }
     }
@@ -216,12 +229,10 @@ void SummaryWriter::Trigger(const LimitTrigger& trigger) {
         const std::string user = trigger.uid.empty() ? "no uid" : "uid " + Printable(trigger.uid);
         what = fmt::format("start of {} ({})", Printable(trigger.bundleName), user);
     }
-    Line(fmt::format("{} {}, {}", Seconds(trigger.timeUs), what,
-                     trigger.liftedUs ? "lifted at " + Seconds(*trigger.liftedUs) : "not lifted"));
-    for (size_t fate = 0; fate < LIMIT_FATE_COUNT; ++fate) {
-        const std::string names = ProcessNames(trigger, static_cast<LimitFate>(fate));
-        if (!names.empty()) {
-            Line(fmt::format("  {:<15}  {}", LimitFateName(static_cast<LimitFate>(fate)), names));
+    Line(fmt::format("{} {}, {}", Seconds(trigger.timeUs), what, LiftText(trigger)));
+    for (const LimitFate fate : LIMIT_FATES) {
+        if (const std::string names = ProcessNames(trigger, fate); !names.empty()) {
+            Line(fmt::format("  {:<15}  {}", LimitFateName(fate), names));
         }
     }
 }

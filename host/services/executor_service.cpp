@@ -8,6 +8,7 @@
 
 #include "host/runtime/errno_names.h"
 #include "host/runtime/journal.h"
+#include "host/services/executor_requests.h"
 #include "platform/executor_client.h"
 #include "platform/log.h"
 
@@ -16,13 +17,6 @@ namespace ZYRA {
 namespace Host {
 
 namespace {
-
-constexpr uint32_t EXTENSION_RESOURCE = 8;
-constexpr int64_t PREREAD_RECORD = 0;
-constexpr int64_t SET_CACHE_CONFIG = 1;
-constexpr int64_t WRITE_FILE = 2;
-constexpr uint32_t QUERY_RESOURCE = 0;
-constexpr int64_t READ_FILE = 3;
 
 constexpr char LIMIT_FILES[] = "/dev/iolimit/";
 
@@ -58,12 +52,6 @@ public:
 private:
     ExecutorService* executor_ = nullptr;
 };
-
-// A member that is a text; null for anything else.
-const std::string* TextOf(const nlohmann::json& payload, const char* name) {
-    const auto member = payload.is_object() ? payload.find(name) : payload.end();
-    return member == payload.end() || !member->is_string() ? nullptr : member->get_ptr<const std::string*>();
-}
 
 void Refuse(uint32_t resType, int64_t value, const std::string& reason) {
     ZYRA_LOG(LogLevel::ERROR, EXECUTOR_LABEL, "refused a request of type %{public}u value %{public}ld: %{public}s",
@@ -152,7 +140,7 @@ std::string ExecutorService::Carry(const Request& request) {
 }
 
 std::string ExecutorService::Preread(const nlohmann::json& payload) {
-    const std::string* index = TextOf(payload, "index");
+    const std::string* index = TextMember(payload, "index");
     int monitor = -1;
     if (index != nullptr) {
         const char* end = index->data() + index->size();
@@ -166,8 +154,8 @@ std::string ExecutorService::Preread(const nlohmann::json& payload) {
 }
 
 std::string ExecutorService::WriteFile(const nlohmann::json& payload) {
-    const std::string* path = TextOf(payload, "filePath");
-    const std::string* content = TextOf(payload, "content");
+    const std::string* path = TextMember(payload, "filePath");
+    const std::string* content = TextMember(payload, "content");
     // Nothing cannot be written: the call would not reach the file.
     if (path == nullptr || content == nullptr || content->empty()) {
         return "no file path or no content";
@@ -176,7 +164,7 @@ std::string ExecutorService::WriteFile(const nlohmann::json& payload) {
 }
 
 std::string ExecutorService::ReadFile(const nlohmann::json& payload, nlohmann::json& reply) {
-    const std::string* path = TextOf(payload, "filePath");
+    const std::string* path = TextMember(payload, "filePath");
     if (path == nullptr) {
         return "no file path";
     }

@@ -129,13 +129,13 @@ TEST(IoLimitLiftTest, ALiftThatIsOvertakenByAStartDoesNothing) {
     isStartOver.Wait();
     runOnTaskQueue();
     Iolimit::GetInstance().Init();
-    isShut.Set();
     HeavySwitch heavy;
     Host::Journal::GetInstance().AddSink(&heavy);
 
     IolimitHandler& handler = IolimitHandler::GetInstance();
     handler.HandleSlideStart();
     handler.HandleSlideEnd();
+    isShut.Set();
     isDue.Wait();
     handler.HandleAppStart(MAIL_STARTS);
     goesOn.Set();

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 #include "host/replay/device_model.h"
@@ -152,6 +153,23 @@ TEST_F(CliTest, ALogIsImportedWithoutItsBadRows) {
     const Outcome replayed = RunHost("replay " + scenarioFile + " --journal - --log-level WARN");
     EXPECT_EQ(replayed.exitStatus, 0) << replayed.output;
     EXPECT_EQ(replayed.output.find("\"kind\":\"log\""), std::string::npos) << replayed.output;
+}
+
+// The lines of the README come from the shipped plugin's journal; those that end in an ellipsis are cut there.
+TEST_F(CliTest, TellsWhoWasLimitedAsTheReadmeShows) {
+    const fs::path scenarios = SCENARIO_DIR;
+    const std::string told = RunHost("replay " + (scenarios / "limit_background.jsonl").string()).output;
+    std::istringstream readme(Read(scenarios.parent_path() / "README.md"));
+    size_t lines = 0;
+    bool isInside = false;
+    for (std::string line; std::getline(readme, line) && (!isInside || line != "```");) {
+        isInside = isInside || line == "Background IO";
+        if (isInside) {
+            ++lines;
+            EXPECT_NE(told.find(line.substr(0, line.find("…"))), std::string::npos) << line << "\n" << told;
+        }
+    }
+    EXPECT_GT(lines, 5u);
 }
 
 TEST_F(CliTest, LeavesNoMountBehind) {
