@@ -118,6 +118,9 @@ void LimitSummary::Note(const DeviceStep& fact) {
     if (processes == fact.patch.end()) {
         return;
     }
+    if (decision_.isMade) {
+        Begin();  // What is told of the processes is what was so before.
+    }
     if (processes->is_null()) {
         groups_ = ProcessGroups();
         return;

@@ -113,6 +113,7 @@ OrderedJson Limits(const LimitSummary& limits) {
         first.push_back(std::move(told));
     }
     return {
+        {"onUs", limits.AnySwitch().onUs},
         {"switches", {{"iocontrol", switched(limits.LimitedSwitch())}, {"heavyio", switched(limits.HeavySwitch())}}},
         {"starts", limits.Starts()},
         {"slides", limits.Slides()},

@@ -77,6 +77,7 @@ TEST_F(LimitSummaryTest, TellsTheFateOfEveryProcess) {
     Move(1000000, UNLIMITED, "13");
     Log(1000000, "[IsRemoveSuspendPid:]UID 160 PID 16 has been frozen");
     Switch(1000000, "1");
+    At(1500000, DeviceStep{{{"processes", {{"12", nullptr}}}}});
     At(2000000, start);
     Choose(2000000, {});
     Switch(2000000, "1");
@@ -105,7 +106,7 @@ TEST_F(LimitSummaryTest, TellsTheFateOfEveryProcess) {
         "    foreground       18 com.a18\n"
         "    system           17 (no bundle)\n"
         "  2.000 s start of com.a18 (uid 180), lifted at 5.000 s\n"
-        "    system           11 com.a11 [in iocontrol], 12 com.a12 [in heavyio], 13 com.a13, 14 com.a14 [in "
+        "    system           11 com.a11 [in iocontrol], 12 com.a12, 13 com.a13, 14 com.a14 [in "
         "iocontrol], "
         "15 com.a15, 16 com.a16, 17 (no bundle), 18 com.a18, 19 com.a19\n"
         "  6.000 s slide, not lifted\n"
@@ -116,7 +117,10 @@ TEST_F(LimitSummaryTest, TellsTheFateOfEveryProcess) {
     const auto json = nlohmann::json::parse(SummaryJson(findings_))["limits"];
     EXPECT_EQ(json["switches"]["iocontrol"], (nlohmann::json{{"onUs", 5000000}, {"times", 2}}));
     EXPECT_EQ(json["switches"]["heavyio"]["onUs"], 6000000);
+    EXPECT_EQ(json["onUs"], 6000000);
     EXPECT_EQ(json["starts"], 2);
+    // It has ended since, and stays told as it was.
+    EXPECT_EQ(json["first"][0]["processes"][1]["group"], "heavyio");
     EXPECT_EQ(json["fates"]["frozen"], 1);
     EXPECT_EQ(json["first"][0]["liftedUs"], 5000000);
     EXPECT_EQ(
