@@ -3,6 +3,7 @@
 #include <fnmatch.h>
 
 #include <cerrno>
+#include <string_view>
 #include <utility>
 
 namespace ZYRA::Host {
@@ -12,8 +13,17 @@ namespace {
 // Replies with numbers from here on are lost on their way to the caller.
 constexpr int FIRST_UNDELIVERABLE = 512;
 
+bool MatchesPath(const std::string& pattern, const std::string& path) {
+    constexpr std::string_view EVERYTHING_BELOW = "/**";
+    if (pattern.ends_with(EVERYTHING_BELOW)) {
+        return path.starts_with(std::string_view(pattern).substr(0, pattern.size() - EVERYTHING_BELOW.size() + 1));
+    }
+    return fnmatch(pattern.c_str(), path.c_str(), FNM_PATHNAME) == 0;
+}
+
 bool Matches(const FaultRule& rule, const std::string& path, FileOperation operation) {
-    return rule.operation == operation && fnmatch(rule.path.c_str(), path.c_str(), FNM_PATHNAME) == 0;
+    return rule.operation.value_or(operation) == operation && (!rule.isShort || operation == FileOperation::WRITE) &&
+           MatchesPath(rule.path, path);
 }
 
 }  // namespace
@@ -26,9 +36,10 @@ bool FaultTable::CanDeliver(int error) {
 void FaultTable::Set(std::vector<FaultRule> rules) {
     MutexLock lock(mutex_);
     rules_ = std::move(rules);
+    isEmpty_.store(rules_.empty(), std::memory_order_relaxed);
 }
 
-int FaultTable::Check(const std::string& path, FileOperation operation) {
+Fault FaultTable::Check(const std::string& path, FileOperation operation) {
     MutexLock lock(mutex_);
     for (FaultRule& rule : rules_) {
         if (rule.times == 0 || !Matches(rule, path, operation)) {
@@ -39,9 +50,9 @@ int FaultTable::Check(const std::string& path, FileOperation operation) {
             continue;
         }
         --rule.times;
-        return rule.error;
+        return {rule.error, rule.isShort, rule.delayUs};
     }
-    return 0;
+    return {};
 }
 
 }  // namespace ZYRA::Host

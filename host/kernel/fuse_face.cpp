@@ -72,7 +72,14 @@ void SetAttributes(fuse_req_t request, fuse_ino_t inode, struct stat* /*wanted*/
 }
 
 void Open(fuse_req_t request, fuse_ino_t inode, fuse_file_info* info) {
-    const int error = ContextOf(request).tree.Open(NodeOf(inode), info->flags);
+    FuseContext& context = ContextOf(request);
+    int error = 0;
+    const auto open = [&] { error = context.tree.Open(NodeOf(inode), info->flags); };
+    if (context.tree.HasFaults()) {
+        context.calls.Run(open);
+    } else {
+        open();  // Touches nothing that needs the other thread's descriptors.
+    }
     if (error != 0) {
         fuse_reply_err(request, error);
         return;
@@ -97,11 +104,12 @@ void Write(fuse_req_t request, fuse_ino_t inode, const char* data, size_t size, 
            fuse_file_info* /*info*/) {
     FuseContext& context = ContextOf(request);
     int error = 0;
-    context.calls.Run([&] { error = context.tree.Write(NodeOf(inode), std::string(data, size)); });
+    size_t taken = 0;
+    context.calls.Run([&] { error = context.tree.Write(NodeOf(inode), std::string(data, size), taken); });
     if (error != 0) {
         fuse_reply_err(request, error);
     } else {
-        fuse_reply_write(request, size);
+        fuse_reply_write(request, taken);
     }
 }
 

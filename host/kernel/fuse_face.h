@@ -14,7 +14,7 @@ namespace ZYRA::Host {
 // What answers the requests of one mount. All must outlive the session.
 struct FuseContext {
     KernelTree& tree;
-    // Reads and commands are carried out here.
+    // Reads and commands are carried out here, and opens that a fault may strike.
     CallThread& calls;
     // Whose the files are.
     uid_t uid;

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "host/runtime/journal.h"
+#include "host/runtime/task_runtime.h"
 
 namespace ZYRA::Host {
 
@@ -14,6 +15,18 @@ namespace {
 constexpr mode_t FOLDER_MODE = S_IFDIR | 0755;
 constexpr mode_t ANY_READ = 0444;
 constexpr mode_t ANY_WRITE = 0222;
+
+const char* NameOf(FileOperation operation) {
+    switch (operation) {
+        case FileOperation::OPEN:
+            return "open";
+        case FileOperation::READ:
+            return "read";
+        case FileOperation::WRITE:
+            return "write";
+    }
+    return "";
+}
 
 }  // namespace
 
@@ -55,6 +68,16 @@ void KernelTree::Add(const std::string& folder, ControlFiles& files) {
     }
 }
 
+Fault KernelTree::Strike(const Node& file, FileOperation operation) {
+    const Fault fault = faults_.Check(file.devicePath, operation);
+    if (fault) {
+        Journal::GetInstance().Append(
+            FaultEntry{file.devicePath, NameOf(operation), fault.error, fault.isShort, fault.delayUs});
+        TaskRuntime::Current().PassTime(fault.delayUs);
+    }
+    return fault;
+}
+
 int KernelTree::Open(size_t node, int flags) {
     const Node& file = nodes_[node];
     const int access = flags & O_ACCMODE;
@@ -62,14 +85,13 @@ int KernelTree::Open(size_t node, int flags) {
     if ((access != O_WRONLY && (file.mode & ANY_READ) == 0) || (access != O_RDONLY && (file.mode & ANY_WRITE) == 0)) {
         return EACCES;
     }
-    return faults_.Check(file.devicePath, FileOperation::OPEN);
+    return Strike(file, FileOperation::OPEN).error;
 }
 
 int KernelTree::Read(size_t node, size_t offset, size_t size, std::string& content) {
     const Node& file = nodes_[node];
-    const int fault = offset == 0 ? faults_.Check(file.devicePath, FileOperation::READ) : 0;
-    if (fault != 0) {
-        return fault;
+    if (const Fault fault = offset == 0 ? Strike(file, FileOperation::READ) : Fault(); fault.error != 0) {
+        return fault.error;
     }
     std::string text;
     const int error = file.owner->Read(file.ownerName, text);
@@ -79,12 +101,13 @@ int KernelTree::Read(size_t node, size_t offset, size_t size, std::string& conte
     return error;
 }
 
-int KernelTree::Write(size_t node, const std::string& content) {
+int KernelTree::Write(size_t node, const std::string& content, size_t& taken) {
     const Node& file = nodes_[node];
-    const int fault = faults_.Check(file.devicePath, FileOperation::WRITE);
-    if (fault != 0) {
-        Journal::GetInstance().Append(FileWriteEntry{file.devicePath, content, fault});
-        return fault;
+    const Fault fault = Strike(file, FileOperation::WRITE);
+    taken = fault.isShort ? content.size() / 2 : content.size();
+    if (fault.error != 0 || fault.isShort) {
+        Journal::GetInstance().Append(FileWriteEntry{file.devicePath, content, fault.error, fault.isShort});
+        return fault.error;
     }
     return file.owner->Write(file.ownerName, content);
 }

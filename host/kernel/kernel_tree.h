@@ -39,6 +39,9 @@ public:
     const std::vector<Node>& Nodes() const { return nodes_; }
     std::optional<size_t> Child(size_t parent, std::string_view name) const;
 
+    // Whether an operation can strike a fault of the device, and so need what a command needs.
+    bool HasFaults() const { return !faults_.IsEmpty(); }
+
     // Each returns 0 or an errno. REQUIRES: `node` is a file.
 
     // `flags` are those of open(2).
@@ -46,12 +49,14 @@ public:
     // Up to `size` bytes of the text from `offset` on. One pass over the file is one operation for the faults,
     // whatever the number of read(2) calls it takes: the one at its start counts.
     int Read(size_t node, size_t offset, size_t size, std::string& content);
-    // One command.
-    int Write(size_t node, const std::string& content);
+    // One command. `taken` is the number of bytes that the caller is told of.
+    int Write(size_t node, const std::string& content, size_t& taken);
 
 private:
     // Returns the folder's node, made with all above it when it is not there. `path` is relative to `parent`.
     size_t AddFolder(std::string_view path, size_t parent = ROOT);
+    // Returns the fault that strikes the operation, after the journal was told and the answer's delay has passed.
+    Fault Strike(const Node& file, FileOperation operation);
 
     FaultTable& faults_;
     std::vector<Node> nodes_;

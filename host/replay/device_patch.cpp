@@ -22,6 +22,8 @@ using ReadMember = std::function<void(const JsonNode&)>;
 constexpr int64_t LAST_START_TIME_S = 253402300799;  // The year 9999; in microseconds still a 64-bit number.
 constexpr int64_t LARGEST_ROM_GB = 1 << 20;
 constexpr int64_t MOST_PAGES = int64_t{1} << 32;
+constexpr int64_t LONGEST_DELAY_MS = 3600000;
+constexpr int64_t US_PER_MS = 1000;
 
 // Readers of plain values: null restores the fallback.
 ReadMember Text(std::string& target, std::string fallback) {
@@ -258,7 +260,6 @@ FaultRule ReadFault(const JsonNode& node) {
     FaultRule rule;
     bool hasPath = false;
     bool hasOperation = false;
-    bool hasErrno = false;
     const auto readPath = [&](const JsonNode& path) {
         rule.path = path.AsText();
         hasPath = true;
@@ -269,16 +270,19 @@ FaultRule ReadFault(const JsonNode& node) {
     const auto readOperation = [&](const JsonNode& op) {
         static const std::map<std::string, FileOperation> OPERATIONS = {
             {"open", FileOperation::OPEN}, {"read", FileOperation::READ}, {"write", FileOperation::WRITE}};
-        const auto operation = OPERATIONS.find(op.AsText());
         hasOperation = true;
+        if (op.AsText() == "any") {
+            rule.operation.reset();
+            return;
+        }
+        const auto operation = OPERATIONS.find(op.AsText());
         if (operation == OPERATIONS.end()) {
-            op.Fail(Quoted(op.AsText()) + " is none of open, read, write");
+            op.Fail(Quoted(op.AsText()) + " is none of open, read, write, any");
         }
         rule.operation = operation->second;
     };
     const auto readErrno = [&](const JsonNode& name) {
         const auto number = ErrnoFromName(name.AsText());
-        hasErrno = true;
         if (!number) {
             name.Fail(Quoted(name.AsText()) + " is not the name of an errno");
         }
@@ -287,13 +291,19 @@ FaultRule ReadFault(const JsonNode& node) {
         }
         rule.error = *number;
     };
-    node.ReadMembers({{"path", readPath},
-                      {"op", readOperation},
-                      {"errno", readErrno},
-                      {"skip", [&](const JsonNode& skip) { rule.skip = ReadCount(skip); }},
-                      {"times", [&](const JsonNode& times) { rule.times = ReadCount(times); }}});
-    if (!hasPath || !hasOperation || !hasErrno) {
-        node.Fail("needs \"path\", \"op\" and \"errno\"");
+    node.ReadMembers(
+        {{"path", readPath},
+         {"op", readOperation},
+         {"errno", readErrno},
+         {"short", Boolean(rule.isShort, false)},
+         {"delayMs", [&](const JsonNode& ms) { rule.delayUs = ms.AsInteger(0, LONGEST_DELAY_MS) * US_PER_MS; }},
+         {"skip", [&](const JsonNode& skip) { rule.skip = ReadCount(skip); }},
+         {"times", [&](const JsonNode& times) { rule.times = ReadCount(times); }}});
+    if (!hasPath || !hasOperation || (rule.error == 0 && !rule.isShort && rule.delayUs == 0)) {
+        node.Fail("needs \"path\", \"op\" and one of \"errno\", \"short\", \"delayMs\"");
+    }
+    if (rule.isShort && (rule.error != 0 || rule.operation.value_or(FileOperation::WRITE) != FileOperation::WRITE)) {
+        node.Fail("only a write that does not fail can be short");
     }
     return rule;
 }

@@ -255,7 +255,7 @@ LimitFate LimitSummary::FateOf(const LimitedProcess& process) const {
 
 void LimitSummary::Note(const FileWriteEntry& fact) {
     const auto command = CommandText(fact.content);
-    if (fact.error != 0 || !command) {
+    if (!fact.IsAccepted() || !command) {
         return;
     }
     const auto* const group = std::find(GROUPS.begin(), GROUPS.end(), GroupOf(fact.path, PROCS));

@@ -81,8 +81,8 @@ void Summary::Note(const MonitorEntry& fact) {
 }
 
 void Summary::Note(const FileWriteEntry& fact) {
-    if (fact.error != 0) {
-        refusedWrites_.Add(fact.path + ": " + ErrnoName(fact.error));
+    if (!fact.IsAccepted()) {
+        refusedWrites_.Add(fact.path + ": " + (fact.isShort ? "short" : ErrnoName(fact.error)));
         return;
     }
     const std::string_view path = fact.path;
@@ -104,6 +104,14 @@ void Summary::Note(const FileWriteEntry& fact) {
             work.End();
         }
     }
+}
+
+void Summary::Note(const FaultEntry& fact) {
+    std::string text = fact.operation + ' ' + fact.path + ':';
+    text += fact.error != 0 ? std::string(" ") + ErrnoName(fact.error) : "";
+    text += fact.isShort ? " short" : "";
+    text += fact.delayUs != 0 ? " late" : "";
+    faults_.Add(text);
 }
 
 void Summary::Note(const RequestEntry& fact) {

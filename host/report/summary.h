@@ -46,6 +46,9 @@ public:
     const std::map<std::string, SceneSummary>& Scenes() const { return scenes_; }
     const std::array<MonitorSummary, MONITOR_COUNT>& Monitors() const { return monitors_; }
 
+    // Faults of the device model that have struck, as "operation path: what".
+    const Tally& Faults() const { return faults_; }
+
     // Failures by kind: "path: errno", "type/value reason", "scene: code", "tag: text", and an event's name with its
     // parameters.
     const Tally& RefusedWrites() const { return refusedWrites_; }
@@ -67,6 +70,7 @@ private:
     void Note(const PrereadEntry& fact);
     void Note(const MonitorEntry& fact);
     void Note(const FileWriteEntry& fact);
+    void Note(const FaultEntry& fact);
     void Note(const RequestEntry& fact);
     void Note(const RefusedEntry& fact);
     void Note(const LogEntry& fact);
@@ -87,6 +91,7 @@ private:
     int64_t nowUs_ = 0;
     std::map<std::string, SceneSummary> scenes_;
     std::array<MonitorSummary, MONITOR_COUNT> monitors_;
+    Tally faults_;
     Tally refusedWrites_;
     Tally refusedRequests_;
     Tally failedPrereads_;

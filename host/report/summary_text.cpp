@@ -249,6 +249,7 @@ void SummaryWriter::FailureLines(const char* what, const Tally& tally) {
 void SummaryWriter::Failures(const Summary& summary) {
     Heading("Failures");
     const size_t before = text_.size();
+    FailureLines("fault struck   ", summary.Faults());
     FailureLines("refused write  ", summary.RefusedWrites());
     FailureLines("refused request", summary.RefusedRequests());
     FailureLines("failed preread ", summary.FailedPrereads());

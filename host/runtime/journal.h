@@ -26,11 +26,23 @@ struct LogEntry {
     std::string tag;
     std::string text;
 };
-// A write(2) on a file of a kernel facility. `error` is the errno that refused it, 0 when it was accepted.
+// A write(2) on a file of a kernel facility. `error` is the errno that refused it; of a short one the caller was told
+// that half of it was taken. Either way nothing was done.
 struct FileWriteEntry {
     std::string path;
     std::string content;
     int error = 0;
+    bool isShort = false;
+
+    bool IsAccepted() const { return error == 0 && !isShort; }
+};
+// A fault of the device model has struck an operation: `open`, `read` or `write`.
+struct FaultEntry {
+    std::string path;
+    std::string operation;
+    int error;  // 0 when it did not fail.
+    bool isShort;
+    int64_t delayUs;
 };
 // A request of the plugin to the executor.
 struct RequestEntry {
@@ -104,9 +116,9 @@ struct PluginStep {
 };
 struct ShutdownStep {};
 
-using JournalFact = std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, RequestEntry, RefusedEntry, SysEventEntry,
-                                 SpanEntry, DumpEntry, MonitorEntry, BindEntry, RecordEntry, PrereadEntry, TopSetEntry,
-                                 DeviceStep, EventStep, PluginStep, ShutdownStep>;
+using JournalFact = std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, FaultEntry, RequestEntry, RefusedEntry,
+                                 SysEventEntry, SpanEntry, DumpEntry, MonitorEntry, BindEntry, RecordEntry,
+                                 PrereadEntry, TopSetEntry, DeviceStep, EventStep, PluginStep, ShutdownStep>;
 
 struct JournalEntry {
     int64_t timeUs;

@@ -47,6 +47,23 @@ public:
         if (fact.error != 0) {
             line_["errno"] = ErrnoName(fact.error);
         }
+        if (fact.isShort) {
+            line_["short"] = true;
+        }
+    }
+    void operator()(const FaultEntry& fact) {
+        line_["kind"] = "fault";
+        line_["path"] = fact.path;
+        line_["op"] = fact.operation;
+        if (fact.error != 0) {
+            line_["errno"] = ErrnoName(fact.error);
+        }
+        if (fact.isShort) {
+            line_["short"] = true;
+        }
+        if (fact.delayUs != 0) {
+            line_["delayUs"] = fact.delayUs;
+        }
     }
     void operator()(const RequestEntry& fact) {
         line_["kind"] = "request";

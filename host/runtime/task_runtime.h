@@ -22,6 +22,9 @@ public:
     virtual int64_t ElapsedUs() const = 0;
     virtual int64_t WallClockUs() const = 0;
 
+    // Makes the caller's work take so much longer: returns when the time has passed. Any thread.
+    virtual void PassTime(int64_t us) = 0;
+
     // Waits until no thread is left that belongs to a destroyed queue.
     // REQUIRES: no lock held that a task may want.
     virtual void JoinRetired() = 0;

@@ -295,6 +295,10 @@ int64_t ThreadRuntime::WallClockUs() const {
     return std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count();
 }
 
+void ThreadRuntime::PassTime(int64_t us) {
+    std::this_thread::sleep_for(std::chrono::microseconds(us));
+}
+
 void ThreadRuntime::JoinRetired() {
     retired_->Join(true);
 }

@@ -19,6 +19,7 @@ public:
     std::unique_ptr<TaskQueue> CreateQueue(const std::string& name, int32_t qos) override;
     int64_t ElapsedUs() const override;
     int64_t WallClockUs() const override;
+    void PassTime(int64_t us) override;
     void JoinRetired() override;
 
     class Retired;

@@ -10,9 +10,10 @@
 
 namespace ZYRA::Host {
 
-// Virtual time: one loop over all queues, on the thread that drives it. Time stands still while a task runs and jumps
-// to the due time of the next one; tasks that are due at the same time run in the order of submission, whatever their
-// queue. Submitting and cancelling are thread-safe; the clock may be read from any thread.
+// Virtual time: one loop over all queues, on the thread that drives it. Time stands still while a task runs, unless
+// something is said to take time, and jumps to the due time of the next one; tasks that are due at the same time run in
+// the order of submission, whatever their queue. Submitting and cancelling are thread-safe; the clock may be read from
+// any thread.
 class VirtualRuntime final : public TaskRuntime {
 public:
     // `startTimeS` is the wall clock at virtual time 0, in seconds since the epoch.
@@ -22,6 +23,7 @@ public:
     std::unique_ptr<TaskQueue> CreateQueue(const std::string& name, int32_t qos) override;
     int64_t ElapsedUs() const override { return nowUs_.load(std::memory_order_relaxed); }
     int64_t WallClockUs() const override { return startTimeUs_ + ElapsedUs(); }
+    void PassTime(int64_t us) override { nowUs_.fetch_add(us, std::memory_order_relaxed); }
     void JoinRetired() override {}
 
     // Runs what is due at or before `timeUs`, also what those tasks submit up to then, and leaves the clock at

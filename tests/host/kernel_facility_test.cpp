@@ -14,10 +14,12 @@
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/runtime/journal.h"
+#include "host/runtime/virtual_runtime.h"
 #include "host/sandbox/sandbox.h"
 #include "platform/file_util.h"
 
@@ -107,6 +109,27 @@ TEST_F(KernelFacilityTest, FaultsReachTheCallerAsTheirErrno) {
     EXPECT_EQ(Read(DATA), "errno " + std::to_string(EACCES));
     EXPECT_EQ(Read(DATA), "errno " + std::to_string(EIO));
     EXPECT_EQ(Read(DATA), "");
+}
+
+// (a) One rule counts every operation below a folder, openings included, and a late answer passes what is said to take
+// time; (b) of a short write the caller is told half, and nothing was done; reads do not count for it.
+TEST_F(KernelFacilityTest, AnswersComeLateOrWritesAreShort) {
+    VirtualRuntime runtime(1750000000);
+    TaskRuntime::Install(runtime);
+    kernel_.Faults().Set({{"/dev/workingset/**", std::nullopt, 0, 2, 1, false, 300000}});
+    EXPECT_EQ(Read(DATA), "");
+    EXPECT_EQ(runtime.ElapsedUs(), 0);
+    EXPECT_EQ(WriteFile(STATE, "PAUSED"), 0);
+    EXPECT_EQ(runtime.ElapsedUs(), 300000);
+    TaskRuntime::InstallDefault();
+
+    kernel_.Faults().Set({{"/dev/workingset/monitor0/**", std::nullopt, 0, 0, 1, true}});
+    EXPECT_EQ(Read(STATE), "PAUSED");
+    const int fd = open(STATE.c_str(), O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(write(fd, "INWORKING", 9), 4);
+    EXPECT_EQ(Read(STATE), "PAUSED");
+    EXPECT_EQ(write(fd, "INWORKING", 9), 9);
+    close(fd);
 }
 
 // A record is written into the file that is there, keeps its mode, and is found by the facility of the next boot; a

@@ -24,6 +24,7 @@ public:
     }
     int64_t ElapsedUs() const override { return threads_.ElapsedUs(); }
     int64_t WallClockUs() const override { return threads_.WallClockUs(); }
+    void PassTime(int64_t us) override { threads_.PassTime(us); }
     void JoinRetired() override { threads_.JoinRetired(); }
 
     // A queue of this name cannot be created.

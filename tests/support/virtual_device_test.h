@@ -47,6 +47,12 @@ protected:
         return std::exchange(effects_, {});
     }
 
+    // Takes the faults that have struck since the last call, as "operation path".
+    std::vector<std::string> TakeFaults() {
+        MutexLock lock(mutex_);
+        return std::exchange(faults_, {});
+    }
+
     size_t CountLogs(const std::string& text) {
         MutexLock lock(mutex_);
         return static_cast<size_t>(std::count_if(logs_.begin(), logs_.end(), [&text](const std::string& log) {
@@ -66,7 +72,9 @@ private:
         } else if (const auto* write = std::get_if<FileWriteEntry>(&entry.fact)) {
             const std::string root = "/dev/workingset/";
             const std::string file = write->path.starts_with(root) ? write->path.substr(root.size()) : write->path;
-            effects_.push_back(file + (write->error == 0 ? " <- " : " refuses ") + write->content);
+            effects_.push_back(file + (write->IsAccepted() ? " <- " : " refuses ") + write->content);
+        } else if (const auto* fault = std::get_if<FaultEntry>(&entry.fact)) {
+            faults_.push_back(fault->operation + " " + fault->path);
         } else if (const auto* request = std::get_if<RequestEntry>(&entry.fact)) {
             effects_.push_back("request " + std::to_string(request->resType) + "/" + std::to_string(request->value) +
                                " " + request->payload.dump());
@@ -79,6 +87,7 @@ private:
     Mutex mutex_;
     std::vector<std::string> logs_ GUARDED_BY(mutex_);
     std::vector<std::string> effects_ GUARDED_BY(mutex_);
+    std::vector<std::string> faults_ GUARDED_BY(mutex_);
 };
 
 }  // namespace ZYRA::Host
