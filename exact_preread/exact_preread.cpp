@@ -196,16 +196,19 @@ void ExactPreread::HandleScreenOff() {
     executor_->ReportExactPrereadDfx();
 }
 
+// The executor of the main queue is not touched, and the lines bear the name of the callback that stands behind them.
 void ExactPreread::HandleShutdown() {
+    constexpr char ON_ASYNC_SHUTDOWN[] = "OnAsyncShutdown";
     if (!isEnabled_) {
         return;
     }
-    if (!executor_->BackupAllRecords()) {
-        EP_LOGE("backup all records in cache failed.");
+    const std::shared_ptr<ExactPrereadExecutor> executor = DelayedSingleton<ExactPrereadExecutor>::GetInstance();
+    if (!executor->BackupAllRecords()) {
+        EP_LOGE_AS(ON_ASYNC_SHUTDOWN, "backup all records in cache failed.");
     }
     TopSceneManager::GetInstance().HandleShutdownEvent();
-    EP_LOGD("shutdown, report exact preread statistic info");
-    executor_->ReportExactPrereadDfx();
+    EP_LOGD_AS(ON_ASYNC_SHUTDOWN, "shutdown, report exact preread statistic info");
+    executor->ReportExactPrereadDfx();
 }
 
 void ExactPreread::HandleUserInputEvent() {

@@ -19,8 +19,9 @@ namespace ZYRA::ResourceSchedule {
 // process that follows is collected if the record needs it, and the pages among the top scenes are treated alike. A
 // while after the page is shown, collection is paused and then stopped.
 //
-// Main queue only, except for GetInstance and IsEnabled. Payloads may be anything; what is missing in them is logged.
-// The instance outlives Deinit of the plugin: Init runs again then, while the switches and the current work stay.
+// Main queue only, except for GetInstance, IsEnabled and HandleShutdown. Payloads may be anything; what is missing in
+// them is logged. The instance outlives Deinit of the plugin: Init runs again then, while the switches and the current
+// work stay.
 class ExactPreread {
 public:
     static ExactPreread& GetInstance();
@@ -45,6 +46,7 @@ public:
     // `action` is 1 for an uninstallation, 0 for any other change of the bundle.
     void HandleBundleAction(const nlohmann::json& payload, uint32_t action);
     void HandleScreenOff();
+    // The device shuts down: saves what is only in memory, and reports. Any thread, after Init has begun.
     void HandleShutdown();
     void HandleUserInputEvent();
 

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "exact_preread/exact_preread_executor.h"
+#include "exact_preread/record_place.h"
 #include "exact_preread/retry_on_eintr.h"
 #include "exact_preread/unique_fd.h"
 #include "exact_preread/workingset_paths.h"
@@ -36,10 +37,11 @@ struct DirectoryCloser {
 using Directory = std::unique_ptr<DIR, DirectoryCloser>;
 
 Directory OpenDirectory(const std::string& path) {
-    Directory directory;
-    do {
-        directory.reset(opendir(path.c_str()));
-    } while (directory == nullptr && errno == EINTR);
+    const int fd = RecordPlace(path).Open(O_RDONLY | O_DIRECTORY);
+    Directory directory(fd < 0 ? nullptr : fdopendir(fd));
+    if (directory == nullptr && fd >= 0) {
+        close(fd);
+    }
     return directory;
 }
 
@@ -68,7 +70,7 @@ bool ExactPrereadExecutor::CreateDirectoryFile(const std::string& path) {
         EP_LOGE("failed to lstat(%{public}s), errno:%{public}d", path.c_str(), errno);
         return false;
     }
-    return RetryOnEintr([&path] { return mkdir(path.c_str(), DIRECTORY_MODE); }) == 0;
+    return RecordPlace(path).MakeDirectory(DIRECTORY_MODE) == 0;
 }
 
 bool ExactPrereadExecutor::CreateRegularFile(const std::string& path) {
@@ -79,9 +81,7 @@ bool ExactPrereadExecutor::CreateRegularFile(const std::string& path) {
         EP_LOGE("failed to lstat(%{private}s), errno:%{public}d", path.c_str(), errno);
         return false;
     }
-    const UniqueFd fd(
-        RetryOnEintr([&path] { return open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, RECORD_MODE); }));
-    return fd.IsValid();
+    return UniqueFd(RecordPlace(path).Open(O_RDWR | O_CREAT, RECORD_MODE)).IsValid();
 }
 
 bool ExactPrereadExecutor::RemoveDirectoryFile(const std::string& path) {
@@ -92,7 +92,7 @@ bool ExactPrereadExecutor::RemoveDirectoryFile(const std::string& path) {
         EP_LOGE("failed to lstat(%{private}s), errno:%{public}d", path.c_str(), errno);
         return false;
     }
-    if (RetryOnEintr([&path] { return rmdir(path.c_str()); }) != 0) {
+    if (RecordPlace(path).RemoveDirectory() != 0) {
         return false;
     }
     EP_LOGD("remove directory file: %{private}s", path.c_str());
@@ -107,7 +107,7 @@ bool ExactPrereadExecutor::RemoveRegularFile(const std::string& path) {
         EP_LOGE("failed to lstat(%{private}s), errno:%{public}d", path.c_str(), errno);
         return false;
     }
-    if (RetryOnEintr([&path] { return unlink(path.c_str()); }) != 0) {
+    if (RecordPlace(path).RemoveFile() != 0) {
         return false;
     }
     EP_LOGD("remove regular file: %{private}s", path.c_str());

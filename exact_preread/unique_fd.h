@@ -8,14 +8,16 @@ namespace ZYRA::ResourceSchedule {
 class UniqueFd {
 public:
     explicit UniqueFd(int fd) : fd_(fd) {}
-    ~UniqueFd() {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
+    ~UniqueFd() { Reset(-1); }
     UniqueFd(const UniqueFd&) = delete;
     UniqueFd& operator=(const UniqueFd&) = delete;
 
+    void Reset(int fd) {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+        fd_ = fd;
+    }
     int Get() const { return fd_; }
     bool IsValid() const { return fd_ >= 0; }
 

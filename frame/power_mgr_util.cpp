@@ -1,16 +1,13 @@
 #include "frame/power_mgr_util.h"
 
 #include "exact_preread/exact_preread.h"
-#include "exact_preread/exact_preread_executor.h"
 #include "frame/common/io_sched_log.h"
 #include "frame/common/never_destroyed.h"
 #include "frame/guarded_run.h"
 #include "frame/io_sched_manager.h"
 #include "platform/battery_client.h"
-#include "platform/delayed_singleton.h"
 #include "platform/power_mgr_client.h"
 #include "platform/service_registry.h"
-#include "top_scene/top_scene_manager.h"
 
 namespace ZYRA::ResourceSchedule {
 
@@ -35,26 +32,14 @@ bool IsPowerManagerThere() {
     return registry != nullptr && registry->GetService(POWER_MGR_SERVICE_ID) != nullptr;
 }
 
-// Calls the features outside of their queue: they lock for themselves.
-void SaveBeforeShutdown() {
-    constexpr char ON_ASYNC_SHUTDOWN[] = "OnAsyncShutdown";
-    if (!ExactPreread::GetInstance().IsEnabled()) {
-        return;
-    }
-    const std::shared_ptr<ExactPrereadExecutor> executor = DelayedSingleton<ExactPrereadExecutor>::GetInstance();
-    if (!executor->BackupAllRecords()) {
-        EP_LOGE_AS(ON_ASYNC_SHUTDOWN, "backup all records in cache failed.");
-    }
-    TopSceneManager::GetInstance().HandleShutdownEvent();
-    EP_LOGD_AS(ON_ASYNC_SHUTDOWN, "shutdown, report exact preread statistic info");
-    executor->ReportExactPrereadDfx();
-}
-
 }  // namespace
 
 class PowerMgrUtil::IOSchedShutdownCallbackImpl final : public AsyncShutdownCallback {
 public:
-    void OnAsyncShutdown() override { RunGuarded(__func__, SaveBeforeShutdown); }
+    // On a thread of the power manager's.
+    void OnAsyncShutdown() override {
+        RunGuarded(__func__, [] { ExactPreread::GetInstance().HandleShutdown(); });
+    }
 };
 
 void PowerMgrUtil::RegisterShutdownCallback() {
@@ -65,8 +50,15 @@ void PowerMgrUtil::RegisterShutdownCallback() {
     if (shutdownCallback_ != nullptr) {
         return;
     }
-    shutdownCallback_ = std::make_shared<IOSchedShutdownCallbackImpl>();
-    GetShutdownClient().RegisterShutdownCallback(shutdownCallback_, ShutdownPriority::LOW);
+    try {
+        const auto callback = std::make_shared<IOSchedShutdownCallbackImpl>();
+        GetShutdownClient().RegisterShutdownCallback(callback, ShutdownPriority::LOW);
+        shutdownCallback_ = callback;
+    } catch (...) {
+        // Nothing else would ever ask again.
+        PostRegistrationRetry();
+        throw;
+    }
     IOSCHED_LOGI("Register ShutdownCallback success");
 }
 

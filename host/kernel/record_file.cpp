@@ -1,13 +1,14 @@
 #include "host/kernel/record_file.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 
 #include "host/kernel/control_text.h"
-#include "host/runtime/unique_fd.h"
+#include "host/kernel/scene_line.h"
+#include "host/runtime/confined_folder.h"
 
 namespace ZYRA::Host {
 
@@ -20,31 +21,9 @@ constexpr size_t LARGEST_FILE = 4096;
 
 constexpr std::array<std::string_view, 3> STATE_TEXTS = {"absent", "uptodate", "older"};
 
-// The path comes out of a command: it must not lead out of the record directory.
-bool LeadsUpwards(const std::string& path) {
-    return path.find("/../") != std::string::npos || path.ends_with("/..");
-}
-
-// Opens a regular file, and nothing else: neither a link nor a pipe that would wait for its other end. On failure errno
-// is set.
-UniqueFd OpenRegular(const std::string& path, int accessMode) {
-    if (LeadsUpwards(path)) {
-        errno = ENOENT;
-        return UniqueFd();
-    }
-    UniqueFd file;
-    do {
-        file.Reset(open(path.c_str(), accessMode | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    } while (!file.Valid() && errno == EINTR);
-    struct stat info {};
-    if (!file.Valid() || fstat(file.Get(), &info) != 0) {
-        return UniqueFd();
-    }
-    if (!S_ISREG(info.st_mode)) {
-        errno = EINVAL;
-        return UniqueFd();
-    }
-    return file;
+// The path comes out of a command: it must not lead out of the record directory, whatever stands there.
+int OpenRecord(const std::string& path, int accessMode, UniqueFd& file) {
+    return ConfinedFolder(std::string(RECORD_DIRECTORY)).Open(path, accessMode, file);
 }
 
 bool TakePrefix(std::string_view& text, std::string_view prefix) {
@@ -88,8 +67,8 @@ std::optional<RecordState> RecordStateFromText(std::string_view text) {
 }
 
 std::optional<Record> LoadRecordFile(const std::string& path) {
-    const UniqueFd file = OpenRegular(path, O_RDONLY);
-    if (!file.Valid()) {
+    UniqueFd file;
+    if (OpenRecord(path, O_RDONLY, file) != 0) {
         return std::nullopt;
     }
     std::array<char, LARGEST_FILE> buffer;
@@ -108,9 +87,9 @@ std::optional<Record> LoadRecordFile(const std::string& path) {
 }
 
 int SaveRecordFile(const std::string& path, const Record& record) {
-    const UniqueFd file = OpenRegular(path, O_WRONLY);
-    if (!file.Valid()) {
-        return errno;
+    UniqueFd file;
+    if (const int error = OpenRecord(path, O_WRONLY, file); error != 0) {
+        return error;
     }
     std::string text(HEADER);
     text.append(PAGES_KEY).append(std::to_string(record.pages)).append("\n");

@@ -81,8 +81,8 @@ private:
         return true;
     }
 
-    bool Take(const ShutdownStep& step) {
-        Journal::GetInstance().Append(step);
+    bool Take(const ShutdownStep& /*step*/) {
+        Journal::GetInstance().Append(ShutdownStep{PowerService::GetInstance().CallbackCount()});
         if (clock_.RunsOnCaller()) {
             PowerService::GetInstance().Shutdown();
         } else {

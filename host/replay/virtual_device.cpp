@@ -1,6 +1,8 @@
 #include "host/replay/virtual_device.h"
 
 #include "host/sandbox/sandbox.h"
+#include "host/services/power_service.h"
+#include "platform/service_registry.h"
 
 namespace ZYRA::Host {
 
@@ -57,6 +59,9 @@ void VirtualDevice::TakeOver(const DeviceChange& change) {
         const auto before = DeviceServices::GetInstance().Snapshot();
         DeviceServices::GetInstance().Set(model_.state);
         ForgetEndedProcesses(*before);
+        if (!model_.state.HasService(POWER_MGR_SERVICE_ID)) {
+            PowerService::GetInstance().ForgetCallbacks();
+        }
     }
     // A preset record has as many pages as its scene has at that moment.
     for (const std::string& name : change.scenePages) {

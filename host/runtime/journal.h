@@ -114,7 +114,9 @@ struct EventStep {
 struct PluginStep {
     bool enable;
 };
-struct ShutdownStep {};
+struct ShutdownStep {
+    size_t callbacks = 0;  // How many the power manager has to call.
+};
 
 using JournalFact = std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, FaultEntry, RequestEntry, RefusedEntry,
                                  SysEventEntry, SpanEntry, DumpEntry, MonitorEntry, BindEntry, RecordEntry,

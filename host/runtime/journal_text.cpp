@@ -146,7 +146,10 @@ public:
         line_["kind"] = "plugin";
         line_["state"] = fact.enable ? "enable" : "disable";
     }
-    void operator()(const ShutdownStep& /*fact*/) { line_["kind"] = "shutdown"; }
+    void operator()(const ShutdownStep& fact) {
+        line_["kind"] = "shutdown";
+        line_["callbacks"] = fact.callbacks;
+    }
 
 private:
     OrderedJson& line_;

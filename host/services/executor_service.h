@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "host/services/confined_folder.h"
+#include "host/runtime/confined_folder.h"
 #include "platform/mutex.h"
 #include "platform/task_queue.h"
 

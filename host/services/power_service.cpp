@@ -35,6 +35,17 @@ void PowerService::UnRegister(const std::shared_ptr<AsyncShutdownCallback>& call
     }
 }
 
+size_t PowerService::CallbackCount() {
+    MutexLock lock(mutex_);
+    return registrations_.size();
+}
+
+void PowerService::ForgetCallbacks() {
+    std::vector<Registration> forgotten;  // Destroyed after the lock is released.
+    MutexLock lock(mutex_);
+    forgotten.swap(registrations_);
+}
+
 size_t PowerService::Shutdown() {
     std::vector<Registration> called;
     {

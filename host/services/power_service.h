@@ -16,9 +16,15 @@ public:
     void Register(const std::shared_ptr<AsyncShutdownCallback>& callback, ShutdownPriority priority);
     void UnRegister(const std::shared_ptr<AsyncShutdownCallback>& callback);
 
+    // What a shutdown would call.
+    size_t CallbackCount();
+
     // Calls every registered callback by priority, then by order of registration, on the calling thread and with no
     // lock held. Returns how many were called.
     size_t Shutdown();
+
+    // The power manager has gone: the one that comes after it knows no callback.
+    void ForgetCallbacks();
 
 private:
     struct Registration {

@@ -98,6 +98,16 @@ TEST_F(ManagerTest, ShutdownIsHookedOnceThePowerManagerIsThere) {
     EXPECT_EQ(Host::PowerService::GetInstance().Shutdown(), 0u);
 }
 
+TEST_F(ManagerTest, ShutdownSavesNothingWhileExactPrereadIsOff) {
+    device_->Apply(nlohmann::json::parse(R"({"config": {"exactPreread": [
+        {"properties": {"type": "switch"}, "subItems": [{"name": "switch", "value": "0"}]}]}})"));
+    Start();
+    EXPECT_EQ(Host::PowerService::GetInstance().Shutdown(), 1u);
+    EXPECT_EQ(TakeEffects(), Effects());
+    EXPECT_EQ(Dump({"-dfx"}), "kept ");
+    EXPECT_EQ(TakeEffects(), (Effects{"workingset.dfxinfo <- 0"}));
+}
+
 TEST_F(ManagerTest, BatteryCountsAsChargingInTwoOfItsStates) {
     Start();
     const auto callback = IOSchedEventUtil::GetInstance().GetIOSchedEventCallback();

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/services/confined_folder.h"
+#include "host/runtime/confined_folder.h"
 #include "platform/executor_client.h"
 #include "tests/support/virtual_device_test.h"
 

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <random>
 #include <string>
 #include <thread>
@@ -14,9 +15,9 @@
 
 #include "host/replay/plugin_library.h"
 #include "host/replay/virtual_device.h"
-#include "host/runtime/thread_runtime.h"
 #include "host/services/power_service.h"
 #include "platform/executor_client.h"
+#include "tests/support/gate_runtime.h"
 
 namespace ZYRA::Host {
 namespace {
@@ -93,45 +94,109 @@ protected:
             0, 3, {{"filePath", "/dev/iolimit/iocontrol/cgroup.procs"}}, reply);
     }
 
-    ThreadRuntime runtime_;
+    GateRuntime runtime_;
     std::unique_ptr<VirtualDevice> device_;
 };
 
+// What has become of the events: the plugin queues an event on the thread that sends it, or never.
+struct EventCounts {
+    static thread_local uint64_t queuedByThisThread;
+
+    void Watch(GateRuntime& runtime) {
+        static constexpr char EVENT_TASK[] = "ProcessResTypeEvent";
+        runtime.onSubmit = [](const std::string& task) { queuedByThisThread += task == EVENT_TASK ? 1 : 0; };
+        runtime.onEnd = [this](const std::string& task, bool hasRun) {
+            if (task == EVENT_TASK) {
+                ++(hasRun ? handled : discarded);
+            }
+        };
+    }
+
+    std::atomic<uint64_t> sent{0};
+    std::atomic<uint64_t> refused{0};
+    std::atomic<uint64_t> handled{0};
+    std::atomic<uint64_t> discarded{0};
+};
+thread_local uint64_t EventCounts::queuedByThisThread = 0;
+
+// Where the switching thread is: even numbers while the plugin is left as it is, enabled at every other of them.
+class Phase {
+public:
+    void Step() { ++number_; }
+    uint64_t Number() const { return number_; }
+    static bool IsEnabled(uint64_t number) { return number % 4 == 2; }
+    static bool IsDisabled(uint64_t number) { return number % 4 == 0; }
+
+private:
+    std::atomic<uint64_t> number_{0};
+};
+
+// (a) Events from three threads, shutdowns and dumps from two more, while the plugin is enabled and disabled; (b) an
+// event that is sent while the plugin stays enabled is queued once, and one while it stays disabled never; (c) each
+// event was handled or dropped.
 TEST_F(StormTest, EventsFromManyThreadsWhileThePluginIsSwitched) {
-    constexpr int SENDERS = 2;
-    constexpr int CYCLES = 60;
+    constexpr uint64_t CYCLES = 1000;
+    constexpr uint64_t HANDLED_AT_LEAST = 50;
+    EventCounts counts;
+    counts.Watch(runtime_);
+    Phase phase;
     const auto plugin = Load();
+    const auto send = [&](const std::shared_ptr<ResourceSchedule::ResData>& event) {
+        const uint64_t before = phase.Number();
+        const uint64_t queuedBefore = EventCounts::queuedByThisThread;
+        plugin->Dispatch(event);
+        const uint64_t queued = EventCounts::queuedByThisThread - queuedBefore;
+        const bool isSteady = phase.Number() == before;
+        EXPECT_LE(queued, event != nullptr && !(isSteady && Phase::IsDisabled(before)) ? 1u : 0u);
+        EXPECT_GE(queued, event != nullptr && isSteady && Phase::IsEnabled(before) ? 1u : 0u);
+        ++counts.sent;
+        counts.refused += 1 - queued;
+    };
     std::atomic<bool> isOver{false};
-    std::vector<std::thread> threads;
-    for (int sender = 0; sender < SENDERS; ++sender) {
-        threads.emplace_back([&, sender] {
-            std::mt19937 random(static_cast<uint32_t>(sender));
+    const auto untilOver = [&isOver](auto work) {
+        return std::thread([&isOver, work] {
+            std::mt19937 random(static_cast<uint32_t>(std::hash<std::thread::id>()(std::this_thread::get_id())));
             while (!isOver) {
-                plugin->Dispatch(RandomEvent(random));
-                plugin->Dispatch(nullptr);
+                work(random);
             }
         });
-    }
-    threads.emplace_back([&] {
-        while (!isOver) {
-            plugin->Dump({"-dfx"});
-            plugin->Dump({"-s"});
-            PowerService::GetInstance().Shutdown();
-        }
-    });
-    std::mt19937 random(SENDERS);
-    for (int cycle = 0; cycle < CYCLES; ++cycle) {
+    };
+    const auto sendAny = [&](std::mt19937& random) { send(random() % 4 == 0 ? nullptr : RandomEvent(random)); };
+    std::thread threads[] = {untilOver(sendAny), untilOver(sendAny),
+                             untilOver([&](std::mt19937& /*random*/) { PowerService::GetInstance().Shutdown(); }),
+                             untilOver([&](std::mt19937& /*random*/) {
+                                 const uint64_t queuedBefore = EventCounts::queuedByThisThread;
+                                 EXPECT_EQ(plugin->Dump({"-dfx"}), "");
+                                 const bool isAnswered = !plugin->Dump({"-s"}).empty();
+                                 EXPECT_EQ(EventCounts::queuedByThisThread - queuedBefore, isAnswered ? 1u : 0u);
+                                 counts.sent += isAnswered ? 1 : 0;
+                             })};
+    std::mt19937 random(1);
+    for (uint64_t cycle = 0; cycle < CYCLES; ++cycle) {
+        phase.Step();
         EXPECT_TRUE(plugin->Init());
-        for (uint32_t events = random() % 200; events > 0; --events) {
-            plugin->Dispatch(RandomEvent(random));
+        phase.Step();
+        for (uint32_t events = random() % 50; events > 0; --events) {
+            sendAny(random);
         }
+        // Now and then the plugin is left to its work for a while.
+        const uint64_t goal = counts.handled + (cycle % 4 == 0 ? HANDLED_AT_LEAST : 0);
+        while (counts.handled < goal) {
+            std::this_thread::yield();
+        }
+        phase.Step();
         plugin->Disable();
+        phase.Step();
     }
     isOver = true;
     for (std::thread& thread : threads) {
         thread.join();
     }
     runtime_.JoinRetired();
+    EXPECT_EQ(counts.handled + counts.discarded + counts.refused, counts.sent);
+    EXPECT_GE(counts.handled, HANDLED_AT_LEAST * CYCLES / 4);
+    std::cout << "storm: " << CYCLES << " cycles, " << counts.sent << " events: " << counts.handled << " handled, "
+              << counts.refused << " dropped while disabled, " << counts.discarded << " dropped in the queue\n";
 }
 
 TEST_F(StormTest, LoadedAndUnloadedAHundredTimesLeavesNothingBehind) {

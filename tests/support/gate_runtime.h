@@ -8,11 +8,15 @@
 
 namespace ZYRA::Host {
 
-// Real threads with two points at which a test can hold or watch them. The hooks are set before any queue is created.
+// Real threads with points at which a test can hold or watch their tasks. The hooks are set before any queue is
+// created.
 class GateRuntime final : public TaskRuntime {
 public:
     // Called on the queue's thread before each task, with the queue's and the task's name.
     std::function<void(const std::string& queue, const std::string& task)> beforeTask;
+    // Called on the submitting thread, and when a task's closure is destroyed, with the task's name.
+    std::function<void(const std::string& task)> onSubmit;
+    std::function<void(const std::string& task, bool hasRun)> onEnd;
     // Called on the closing thread when Close() of a queue begins.
     std::function<void(const std::string& queue)> onClose;
 
@@ -51,10 +55,26 @@ private:
         }
 
     private:
+        struct Life {
+            ~Life() {
+                if (runtime.onEnd) {
+                    runtime.onEnd(task, hasRun);
+                }
+            }
+            GateRuntime& runtime;
+            const std::string task;
+            bool hasRun = false;
+        };
+
         std::function<void()> Gated(std::function<void()> task, std::string_view name) {
-            return [this, task = std::move(task), name = std::string(name)] {
+            auto life = std::shared_ptr<Life>(new Life{runtime_, std::string(name)});
+            if (runtime_.onSubmit) {
+                runtime_.onSubmit(life->task);
+            }
+            return [this, task = std::move(task), life = std::move(life)] {
+                life->hasRun = true;
                 if (runtime_.beforeTask) {
-                    runtime_.beforeTask(name_, name);
+                    runtime_.beforeTask(name_, life->task);
                 }
                 task();
             };

@@ -1,4 +1,4 @@
-#include "host/services/confined_folder.h"
+#include "host/runtime/confined_folder.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -17,6 +17,9 @@ public:
     // REQUIRES: an absolute path with a slash at its end.
     explicit ConfinedFolder(std::string root) : root_(std::move(root)) {}
 
+    // Opens a file; `flags` are those of open(2), O_NOFOLLOW, O_NONBLOCK and O_CLOEXEC are added.
+    int Open(const std::string& path, int flags, UniqueFd& file) const;
+
     // Writes the content in one write(2), from the file's start. The file is neither created nor cut.
     int Write(const std::string& path, const std::string& content) const;
 
@@ -24,8 +27,6 @@ public:
     int ReadLines(const std::string& path, std::vector<std::string>& lines) const;
 
 private:
-    int Open(const std::string& path, int flags, UniqueFd& file) const;
-
     const std::string root_;
 };
 
