@@ -23,7 +23,8 @@ public:
     int MakeDirectory(mode_t mode) const;
     int RemoveDirectory() const;
     int RemoveFile() const;
-    // Opens what is there, or what O_CREAT makes, unless it is a link. The descriptor is the caller's and close-on-exec.
+    // Opens what is there, or what O_CREAT makes, unless it is a link. The descriptor is the caller's and
+    // close-on-exec.
     int Open(int flags, mode_t mode = 0) const;
 
 private:

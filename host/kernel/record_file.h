@@ -24,8 +24,8 @@ struct Record {
 //   workingset-record 1
 //   pages 5200
 //   older               (only where the record was known to be older)
-// The first line names the format and its version. Only files below the record directory are touched, and no link on the
-// way from there is followed.
+// The first line names the format and its version. Only files below the record directory are touched, and no link on
+// the way from there is followed.
 
 // The record in the file; nothing when there is no such regular file or it holds no record.
 std::optional<Record> LoadRecordFile(const std::string& path);
