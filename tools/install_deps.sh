@@ -3,8 +3,9 @@
 # when nothing is missing, nothing is run and nothing is printed.
 #
 # Usage: tools/install_deps.sh PURPOSE...
-#   build   compile, run and test (what ./run and ./test need)
-#   ci      the tools of the other checks in .ci/run
+#   build     compile, run and test (what ./run and ./test need)
+#   ci        the tools of the other checks in .ci/run
+#   coverage  what tools/coverage.sh needs
 #
 # Exit codes: 0 all packages are there, 1 they could not be installed, 2 bad usage.
 set -euo pipefail
@@ -15,6 +16,7 @@ BUILD_PACKAGES=(
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
 )
 CI_PACKAGES=(clang clang-tidy clang-format libclang-rt-14-dev git shellcheck)
+COVERAGE_PACKAGES=(gcovr)
 
 fail() {
     echo "install_deps: $1" >&2
@@ -22,12 +24,13 @@ fail() {
 }
 
 wanted=()
-[ $# -gt 0 ] || fail "name a purpose: build or ci" 2
+[ $# -gt 0 ] || fail "name a purpose: build, ci or coverage" 2
 for purpose in "$@"; do
     case $purpose in
         build) wanted+=("${BUILD_PACKAGES[@]}") ;;
         ci) wanted+=("${CI_PACKAGES[@]}") ;;
-        *) fail "unknown purpose '$purpose'; the purposes are build and ci" 2 ;;
+        coverage) wanted+=("${COVERAGE_PACKAGES[@]}") ;;
+        *) fail "unknown purpose '$purpose'; the purposes are build, ci and coverage" 2 ;;
     esac
 done
 

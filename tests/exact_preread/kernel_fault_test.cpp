@@ -316,6 +316,8 @@ protected:
 TEST_P(KernelFaultTest, EndsAsItShouldAndTheNextStartWorks) {
     Prepare(Way::COLD_START);
     nextStart_ = ColdStart(news_);
+    std::string tried;
+    size_t sum = 0;
     for (const Path& path : PATHS) {
         Prepare(path.way);
         const Effects untouched = Take(path.way);
@@ -326,8 +328,10 @@ TEST_P(KernelFaultTest, EndsAsItShouldAndTheNextStartWorks) {
         }
         EXPECT_EQ(IndexOf(path.accesses, points), path.accesses.size()) << path.name << " has operations less";
         ASSERT_FALSE(HasFailure()) << path.name << ", operation " << points + 1;
-        std::cout << "tried: " << GetParam().name << ", " << path.name << ", " << points << " points\n";
+        tried += std::string(tried.empty() ? "" : ", ") + path.name + " " + std::to_string(points);
+        sum += points;
     }
+    std::cout << "tried: " << GetParam().name << " (" << tried << "), " << sum << " points\n";
 }
 
 std::string NameOf(const ::testing::TestParamInfo<Kind>& info) {
