@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <functional>
+#include <utility>
 
 namespace ZYRA::Host {
 
@@ -13,10 +14,15 @@ namespace {
 struct FaultFile {
     sqlite3_file base;
     sqlite3_file* real;
+    const char* path;  // Empty for a temporary file.
 };
 
 sqlite3_file* RealFile(sqlite3_file* file) {
     return reinterpret_cast<FaultFile*>(file)->real;
+}
+
+const char* Path(sqlite3_file* file) {
+    return reinterpret_cast<FaultFile*>(file)->path;
 }
 
 const sqlite3_io_methods& Methods(sqlite3_file* file) {
@@ -62,8 +68,11 @@ int Read(sqlite3_file* file, void* data, int size, sqlite3_int64 offset) {
 }
 
 int Write(sqlite3_file* file, const void* data, int size, sqlite3_int64 offset) {
+    const FileChange change = {FileChange::WRITTEN, Path(file), static_cast<uint64_t>(offset),
+                               std::string(static_cast<const char*>(data), static_cast<size_t>(size))};
     return Do(
-        FILE_WRITE, SQLITE_IOERR_WRITE, [&] { return Methods(file).xWrite(RealFile(file), data, size, offset); },
+        FILE_WRITE, SQLITE_IOERR_WRITE,
+        [&] { return FaultVfs::Install().Note(Methods(file).xWrite(RealFile(file), data, size, offset), change); },
         [&] { return Methods(file).xWrite(RealFile(file), data, size / 2, offset); });
 }
 
@@ -72,7 +81,9 @@ int Truncate(sqlite3_file* file, sqlite3_int64 size) {
 }
 
 int Sync(sqlite3_file* file, int flags) {
-    return Do(FILE_SYNC, SQLITE_IOERR_FSYNC, [&] { return Methods(file).xSync(RealFile(file), flags); });
+    return Do(FILE_SYNC, SQLITE_IOERR_FSYNC, [&] {
+        return FaultVfs::Install().Note(Methods(file).xSync(RealFile(file), flags), {FileChange::SYNCED, Path(file)});
+    });
 }
 
 int FileSize(sqlite3_file* file, sqlite3_int64* size) {
@@ -131,10 +142,12 @@ int Open(sqlite3_vfs* /*vfs*/, const char* name, sqlite3_file* file, int flags, 
     opened->base.pMethods = nullptr;
     opened->real = reinterpret_cast<sqlite3_file*>(opened + 1);
     opened->real->pMethods = nullptr;
+    opened->path = name != nullptr ? name : "";
     const int result = Do(FILE_OPEN, SQLITE_CANTOPEN,
                           [&] { return RealVfs().xOpen(&RealVfs(), name, opened->real, flags, outFlags); });
     if (result == SQLITE_OK) {
         opened->base.pMethods = &METHODS;
+        FaultVfs::Install().Note(result, {FileChange::OPENED, opened->path});
     } else if (opened->real->pMethods != nullptr) {
         Close(file);
     }
@@ -142,14 +155,26 @@ int Open(sqlite3_vfs* /*vfs*/, const char* name, sqlite3_file* file, int flags, 
 }
 
 int Delete(sqlite3_vfs* /*vfs*/, const char* name, int syncFolder) {
-    return Do(FILE_DELETE, SQLITE_IOERR_DELETE, [&] { return RealVfs().xDelete(&RealVfs(), name, syncFolder); });
+    return Do(FILE_DELETE, SQLITE_IOERR_DELETE, [&] {
+        return FaultVfs::Install().Note(RealVfs().xDelete(&RealVfs(), name, syncFolder), {FileChange::DELETED, name});
+    });
 }
 
 int Access(sqlite3_vfs* /*vfs*/, const char* name, int flags, int* result) {
     return Do(FILE_ACCESS, SQLITE_IOERR_ACCESS, [&] { return RealVfs().xAccess(&RealVfs(), name, flags, result); });
 }
 
+// The VFS behind opens a folder only to sync it.
+int (*openFolder)(const char* folder, int* fd);
+
+int OpenFolder(const char* folder, int* fd) {
+    return FaultVfs::Install().Note(openFolder(folder, fd), {FileChange::FOLDER_SYNCED});
+}
+
 sqlite3_vfs NewVfs() {
+    openFolder = reinterpret_cast<decltype(openFolder)>(RealVfs().xGetSystemCall(&RealVfs(), "openDirectory"));
+    RealVfs().xSetSystemCall(&RealVfs(), "openDirectory", reinterpret_cast<sqlite3_syscall_ptr>(OpenFolder));
+
     sqlite3_vfs vfs = {};
     vfs.iVersion = 1;
     vfs.szOsFile = static_cast<int>(sizeof(FaultFile)) + RealVfs().szOsFile;
@@ -195,6 +220,14 @@ void FaultVfs::Arm(const FaultPlan& plan) {
 bool FaultVfs::Disarm() {
     isArmed_ = false;
     return calls_ >= plan_.first;
+}
+
+int FaultVfs::Note(int result, FileChange change) {
+    const bool isTemporary = change.path.empty() && change.kind != FileChange::FOLDER_SYNCED;
+    if (trace_ != nullptr && result == SQLITE_OK && !isTemporary) {
+        trace_->push_back(std::move(change));
+    }
+    return result;
 }
 
 std::optional<FileFault> FaultVfs::Count(FileCall call) {

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace ZYRA::Host {
 
@@ -36,6 +38,13 @@ struct FaultPlan {
     bool isLasting = false;       // Whether it strikes every later call as well.
 };
 
+struct FileChange {
+    enum { OPENED, WRITTEN, SYNCED, DELETED, FOLDER_SYNCED } kind;
+    std::string path = {};  // Of a file.
+    uint64_t offset = 0;
+    std::string bytes = {};
+};
+
 // A SQLite VFS in front of the default one, and from then on the default itself: it hands every call on, counts those
 // that can fail, and lets a fault strike some of them. It offers neither shared memory nor mapped files, so that all
 // access goes through the calls above. Process-wide; one thread.
@@ -51,11 +60,16 @@ public:
     // Ends the plan. Returns whether the fault has struck.
     bool Disarm();
 
+    // From now on adds what has been done, but for truncations: in its default mode SQLite makes none. Null ends that.
+    void Record(std::vector<FileChange>* trace) { trace_ = trace; }
+
     // The name of the VFS behind it.
     static const char* RealName();
 
     // For the VFS: counts a call, and gives the fault that strikes it, if any.
     std::optional<FileFault> Count(FileCall call);
+    // For the VFS: records the change if the result is that of success. Temporary files are left out.
+    int Note(int result, FileChange change);
 
 private:
     FaultVfs() = default;
@@ -63,6 +77,7 @@ private:
     bool isArmed_ = false;
     FaultPlan plan_;
     uint64_t calls_ = 0;
+    std::vector<FileChange>* trace_ = nullptr;
 };
 
 }  // namespace ZYRA::Host

@@ -22,8 +22,7 @@ protected:
         vfs_.Arm(plan);
         ScreenOff();
         const bool hasStruck = vfs_.Disarm();
-        traces_ = {.wasKilled = false,
-                   .missedTempRows = logs_.Has("E query all temp scene failed."),
+        traces_ = {.missedTempRows = logs_.Has("E query all temp scene failed."),
                    .missedScenes = logs_.Has("E failed to query active top scene"),
                    .published = callback_->published};
         return hasStruck;

@@ -129,13 +129,12 @@ LearningState TrainingModel::Train(const LearningState& before, int64_t trainTim
 
 std::string TrainingModel::Judge(const LearningState& before, const LearningState& after,
                                  const std::pair<int64_t, int64_t>& trained, const TrainingTraces& traces) const {
-    if (!traces.wasKilled && !traces.published.has_value()) {
+    if (!traces.published.has_value()) {
         // Without a row there is no training.
         return !traces.missedTempRows ? "no training, and no reason given" : after == before ? "" : "changed untrained";
     }
     const std::pair<int64_t, int64_t> history = {after.trainTimes, after.lastTrainTime};
-    const bool isHistoryNew = history == trained;
-    if (!isHistoryNew && history != std::pair(before.trainTimes, before.lastTrainTime)) {
+    if (history != trained && history != std::pair(before.trainTimes, before.lastTrainTime)) {
         return "the history is neither old nor new";
     }
     // The first transaction decides what the others worked on.
@@ -148,13 +147,11 @@ std::string TrainingModel::Judge(const LearningState& before, const LearningStat
         if (rows > before.temp.size() || !after.temp.empty()) {
             return "the counts and the temp table are neither old nor new";
         }
-    } else if (traces.wasKilled && (isHistoryNew || after != before)) {
-        return "a later transaction was kept without the first";
     }
     const size_t active = CountActive(counted);
     std::string verdict;
     for (size_t seen = traces.missedScenes ? 0 : active; seen <= active; ++seen) {
-        verdict = JudgeRanking(counted, after, Rank(counted, seen), traces, isHistoryNew);
+        verdict = JudgeRanking(counted, after, Rank(counted, seen), traces);
         if (verdict.empty()) {
             break;
         }
@@ -163,7 +160,7 @@ std::string TrainingModel::Judge(const LearningState& before, const LearningStat
 }
 
 std::string TrainingModel::JudgeRanking(const LearningState& before, const LearningState& after, const Ranking& ranking,
-                                        const TrainingTraces& traces, bool isHistoryNew) const {
+                                        const TrainingTraces& traces) const {
     std::vector<int64_t> marked;
     bool areOld = true;
     bool areNew = true;
@@ -183,12 +180,8 @@ std::string TrainingModel::JudgeRanking(const LearningState& before, const Learn
     if (!areOld && !areNew) {
         return "the flags of top scenes are neither old nor new";
     }
-    if (traces.published.has_value() && *traces.published != ranking.topNames) {
+    if (*traces.published != ranking.topNames) {
         return "another set is published than the ranking's";
-    }
-    const bool areAllMarked = marked.size() == ranking.missing.size();
-    if (traces.wasKilled && ((!areOld && !areAllMarked) || (isHistoryNew && !(areNew && areAllMarked)))) {
-        return "a later transaction was kept without an earlier one";
     }
     return "";
 }

@@ -46,7 +46,6 @@ LearningState ReadState(const std::string& file, const char* vfs);
 
 // What a training could be seen to do.
 struct TrainingTraces {
-    bool wasKilled = false;
     // Whether it said that it could not read all of the temp table, or all active scenes: it goes on with what it read.
     bool missedTempRows = false;
     bool missedScenes = false;
@@ -80,7 +79,7 @@ private:
     };
     Ranking Rank(const LearningState& state, size_t seen) const;
     std::string JudgeRanking(const LearningState& before, const LearningState& after, const Ranking& ranking,
-                             const TrainingTraces& traces, bool isHistoryNew) const;
+                             const TrainingTraces& traces) const;
 
     const size_t topN_;
     const std::set<std::string> installed_;
