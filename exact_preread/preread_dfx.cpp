@@ -1,11 +1,10 @@
 // Statistics and failures of the prereads, from the kernel to the system events.
 
-#include <cstdlib>
 #include <string_view>
 
 #include "exact_preread/exact_preread_executor.h"
+#include "exact_preread/preread_statistics.h"
 #include "exact_preread/workingset_paths.h"
-#include "frame/common/common_util.h"
 #include "frame/common/file_system.h"
 #include "frame/common/io_sched_log.h"
 #include "platform/event_log.h"
@@ -19,13 +18,6 @@ namespace {
 constexpr char EVENT_DOMAIN[] = "RSS";
 
 Mutex reportMutex;
-
-struct PrereadStatistics {
-    int32_t succ = 0;
-    int32_t fail = 0;
-    // Of all successful prereads together, in the kernel's unit.
-    uint64_t size = 0;
-};
 
 struct FailureReason {
     std::string_view code;
@@ -50,23 +42,6 @@ std::string DfxFile(const char* file) {
     return std::string(WORKINGSET_ROOT) + "/" + file;
 }
 
-PrereadStatistics ParseStatistics(const std::vector<std::string>& lines) {
-    constexpr std::string_view SUCC_KEY = "Succ: ";
-    constexpr std::string_view FAIL_KEY = "Fail: ";
-    constexpr std::string_view SIZE_KEY = "Size: ";
-    PrereadStatistics statistics;
-    for (const std::string& line : lines) {
-        if (line.starts_with(SUCC_KEY)) {
-            statistics.succ = CommonUtil::StringToInt32(line.substr(SUCC_KEY.size()));
-        } else if (line.starts_with(FAIL_KEY)) {
-            statistics.fail = CommonUtil::StringToInt32(line.substr(FAIL_KEY.size()));
-        } else if (line.starts_with(SIZE_KEY)) {
-            statistics.size = std::strtoull(line.c_str() + SIZE_KEY.size(), nullptr, 0);
-        }
-    }
-    return statistics;
-}
-
 }  // namespace
 
 void ExactPrereadExecutor::ReportExactPrereadDfx() {
@@ -88,14 +63,12 @@ void ExactPrereadExecutor::ReportExactPrereadDfx() {
         return;
     }
     const PrereadStatistics statistics = ParseStatistics(lines);
-    // Unsigned, because the kernel's text may hold numbers whose sum does not fit.
-    if (static_cast<uint32_t>(statistics.succ) + static_cast<uint32_t>(statistics.fail) == 0) {
+    if (statistics.IsEmpty()) {
         return;
     }
-    const uint64_t averageSize =
-        statistics.succ == 0 ? statistics.size : statistics.size / static_cast<uint64_t>(statistics.succ);
-    EventLog::Write(EVENT_DOMAIN, "EXACT_PREREAD_REPORT", EventLogType::STATISTIC,
-                    {{"SUCC_CNT", statistics.succ}, {"FAIL_CNT", statistics.fail}, {"PREREAD_SIZE", averageSize}});
+    EventLog::Write(
+        EVENT_DOMAIN, "EXACT_PREREAD_REPORT", EventLogType::STATISTIC,
+        {{"SUCC_CNT", statistics.succ}, {"FAIL_CNT", statistics.fail}, {"PREREAD_SIZE", statistics.AverageSize()}});
 }
 
 void ExactPrereadExecutor::ReportExactPrereadFailureDfx(const SceneInfo& scene) {

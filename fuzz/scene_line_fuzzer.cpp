@@ -2,9 +2,8 @@
 // that makes up the rest of the line.
 
 #include <cstdint>
-#include <cstdlib>
-#include <string>
 
+#include "fuzz/require.h"
 #include "host/kernel/scene_line.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -17,8 +16,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const bool endsWithBoth =
         text.size() > rest.size() && text.compare(text.size() - rest.size(), rest.size(), rest) == 0;
     const bool isBelowRecordDirectory = line->recordPath.starts_with(ZYRA::Host::RECORD_DIRECTORY);
-    if (line->scene.empty() || !isBelowRecordDirectory || !endsWithBoth) {
-        std::abort();
-    }
+    Require(!line->scene.empty() && isBelowRecordDirectory && endsWithBoth, "a scene and its record end the line");
     return 0;
 }

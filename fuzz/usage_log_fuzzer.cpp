@@ -2,9 +2,9 @@
 // as bad, and those taken become a scenario that can be read, in which each has its place.
 
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 
+#include "fuzz/require.h"
 #include "host/replay/device_model.h"
 #include "host/replay/scenario.h"
 #include "host/workload/usage_import.h"
@@ -14,12 +14,6 @@ namespace {
 
 using namespace ZYRA::Host;
 
-void Require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
-
 void CheckImport(const UsageLog& log) {
     std::string text;
     ScenarioText scenarioText([&text](std::string_view lines) { text += lines; });
@@ -28,11 +22,11 @@ void CheckImport(const UsageLog& log) {
 
     InputError error;
     const auto document = ParseLocatedJson("device", usage.Device().dump(), 1, error);
-    Require(document.has_value());
+    Require(document.has_value(), "a device model");
     DeviceModel model;
     ApplyDevicePatch(JsonNode(*document), DevicePhase::DESCRIBING, model);
     const auto scenario = ParseScenario("scenario", text, error);
-    Require(scenario.has_value() && scenario->steps.size() == scenarioText.StepCount());
+    Require(scenario.has_value() && scenario->steps.size() == scenarioText.StepCount(), "a scenario of all steps");
     size_t starts = 0;
     size_t touches = 0;
     for (const ScenarioStep& step : scenario->steps) {
@@ -40,23 +34,24 @@ void CheckImport(const UsageLog& log) {
         starts += event != nullptr && event->resType == 27 ? 1 : 0;
         touches += event != nullptr && event->resType == 9 ? 1 : 0;
     }
-    Require(starts <= log.rows.size() && touches <= log.rows.size() && starts + touches >= log.rows.size());
+    Require(starts <= log.rows.size() && touches <= log.rows.size() && starts + touches >= log.rows.size(),
+            "each row has its step");
 }
 
 void CheckLog(std::string_view text, const UsageColumns& columns) {
     UsageLog log;
     InputError error;
     const bool isUsable = ParseUsageLog("input", text, columns, log, error);
-    Require(log.rowsRead == log.rows.size() + log.badRows.size());
+    Require(log.rowsRead == log.rows.size() + log.badRows.size(), "each row is taken or bad");
     size_t lastLine = 0;
     for (const InputError& badRow : log.badRows) {
-        Require(badRow.line > lastLine && !badRow.what.empty());
+        Require(badRow.line > lastLine && !badRow.what.empty(), "a bad row has its place");
         lastLine = badRow.line;
     }
     if (isUsable) {
         CheckImport(log);
     } else {
-        Require(log.rows.empty() && error.Text().starts_with("input:"));
+        Require(log.rows.empty() && error.Text().starts_with("input:"), "a place");
     }
 }
 

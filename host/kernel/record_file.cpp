@@ -83,7 +83,8 @@ std::optional<Record> LoadRecordFile(const std::string& path) {
         }
         size += static_cast<size_t>(got);
     }
-    return ParseRecord(std::string_view(buffer.data(), size));
+    // What fills the buffer may go on behind it.
+    return size < buffer.size() ? ParseRecord(std::string_view(buffer.data(), size)) : std::nullopt;
 }
 
 int SaveRecordFile(const std::string& path, const Record& record) {

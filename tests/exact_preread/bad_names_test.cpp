@@ -111,6 +111,8 @@ TEST_F(BadNamesTest, NoNameLeadsOut) {
         Live(name, "pages/Index");
         Live("com.example.mail", name);
         Live("com.example." + name, name);
+        device_->Apply({{"topAbility", ""}});
+        Live("com.example.mail", name);
         for (const std::string& scene : {name, name + "/" + name, "com.example.mail/" + name, "../" + name}) {
             Forget(scene);
         }

@@ -14,10 +14,12 @@
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/kernel/record_file.h"
 #include "host/runtime/journal.h"
 #include "host/runtime/virtual_runtime.h"
 #include "host/sandbox/sandbox.h"
@@ -200,6 +202,17 @@ TEST_F(KernelFacilityTest, RecordFilesStandBehindTheCache) {
     }
     SaveStringToFile(file, "workingset-record 1\npages 9\n");
     EXPECT_EQ(stateOf("com.a/../com.a/b"), "RecordState:absent");
+}
+
+// The first 4096 bytes once were the record, whatever came behind them.
+TEST(RecordFileTest, FileThatIsLongerThanAnyRecordHoldsNone) {
+    const std::string path = "/data/service/el1/public/ressched/workingset/record";
+    const std::string head = "workingset-record 1\npages ";
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path) << head << std::string(4096 - head.size() - 3, '0') << "7\n";
+    EXPECT_TRUE(LoadRecordFile(path).has_value());
+    std::ofstream(path) << head << std::string(4096 - head.size() - 2, '0') << "7\nand more";
+    EXPECT_FALSE(LoadRecordFile(path).has_value());
 }
 
 TEST_F(KernelFacilityTest, StartedAndStoppedAgainLeavesNothingBehind) {
