@@ -105,22 +105,6 @@ TEST_F(ExecutorTest, RecordStateDecidesWhatAPageStartDoes) {
     }
 }
 
-// (a) Attaching fails, so the work is marked failed; (b) nothing touches the kernel any more, and nothing is logged
-// again; (c) the end is an abort.
-TEST_F(ExecutorTest, StopAfterFailureWritesAbort) {
-    SetFault("monitor0/cgroup.procs", "write");
-    Run(CMD_START_APP_STARTUP_COLLECT);
-    EXPECT_EQ(work_->workState, WORK_BOUND | WORK_FAILED);
-    EXPECT_EQ(CountLogs("execute cmd:0, str: Start_app_start_up_collect failed."), 1u);
-    for (const ExecutorCommand command : {CMD_START_APP_STARTUP_COLLECT, CMD_PAUSE_COLLECT, CMD_PAUSE_ALL_COLLECT,
-                                          CMD_CONTINUE_APP_STARTUP_COLLECT, CMD_START_APP_INTRA_PREREAD_COLLECT}) {
-        EXPECT_EQ(Run(command), Effects());
-    }
-    EXPECT_EQ(CountLogs("execute cmd:"), 1u);
-    EXPECT_EQ(Run(CMD_STOP_CURRENT), (Effects{"monitor0/workingset.state <- ABORT"}));
-    EXPECT_EQ(work_->workState, 0);
-}
-
 TEST_F(ExecutorTest, DetachStopsAtTheFirstProcessThatCannotBeMoved) {
     for (const std::string pid : {"12", "13", "14"}) {
         ASSERT_TRUE(SaveStringToFile("/dev/workingset/monitor1/cgroup.procs", pid, false));
@@ -130,17 +114,6 @@ TEST_F(ExecutorTest, DetachStopsAtTheFirstProcessThatCannotBeMoved) {
     EXPECT_FALSE(executor_->DetachAllProcessFromCgroup(1));
     EXPECT_EQ(TakeEffects(), (Effects{"cgroup.procs <- 12", "cgroup.procs refuses 13"}));
     EXPECT_EQ(ReadFile("/dev/workingset/monitor1/cgroup.procs"), "13\n14\n");
-}
-
-// A stop that the kernel refuses keeps the work as it is; the forced stop of the next scene ends it.
-TEST_F(ExecutorTest, RefusedStopKeepsTheWorkUntilItIsForced) {
-    Run(CMD_START_APP_STARTUP_COLLECT);
-    SetFault("monitor0/workingset.state", "write");
-    Run(CMD_STOP_CURRENT);
-    EXPECT_EQ(work_->workState, WORK_BOUND | WORK_COLLECTING | WORK_FAILED);
-    executor_->ForceStopCurrentWork();
-    EXPECT_EQ(TakeEffects(), (Effects{"monitor0/workingset.state <- ABORT"}));
-    EXPECT_EQ(work_->workState, 0);
 }
 
 // Only a scene that came to a regular pause is kept by a forced stop.
@@ -272,8 +245,6 @@ TEST_F(ExecutorTest, FaultAroundIsSwitchedOnAndRecordsAreBackedUp) {
     EXPECT_EQ(ReadFile("/proc/sys/kernel/ws_fault_around"), "1\n");
     EXPECT_TRUE(executor_->BackupAllRecords());
     EXPECT_EQ(TakeEffects().back(), "monitor0/workingset.state <- BACKUP");
-    SetFault("monitor0/workingset.state", "open");
-    EXPECT_FALSE(executor_->BackupAllRecords());
 }
 
 }  // namespace

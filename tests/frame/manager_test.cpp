@@ -58,44 +58,7 @@ TEST_F(ManagerTest, NothingIsHandledWhileDisabled) {
     EXPECT_EQ(Dump({"-h"}), "kept ");
     Start();
     EXPECT_EQ(Send(48, 0, {}).size(), 1u);
-}
-
-TEST_F(ManagerTest, DumpTakesOneExactOption) {
-    Start();
-    EXPECT_EQ(Dump({"-h"}),
-              "kept         plugin name : libio_sched_plugin.z.so \n"
-              "                   -h: show the libio_sched_plugin help.\n"
-              "                   -s: send cust protect_lru config.\n"
-              "                   -dfx: report exact_preread statistic.\n");
-    for (const std::vector<std::string>& args :
-         {std::vector<std::string>{}, {"-h", "-h"}, {"-H"}, {"--help"}, {"-dfx "}, {""}}) {
-        EXPECT_EQ(Dump(args), "kept ");
-    }
-    EXPECT_EQ(TakeEffects(), Effects());
     EXPECT_EQ(Dump({"-s"}), "kept test protect_lru SetCacheFile");
-    EXPECT_EQ(TakeEffects(), (Effects{R"(request 8/1 {"extType":"1010"})"}));
-    EXPECT_EQ(Dump({"-dfx"}), "kept ");
-    EXPECT_EQ(TakeEffects(), (Effects{"workingset.dfxinfo <- 0"}));
-}
-
-// (a) The power manager is missing at the start; (b) it comes 5 s later, between two tries; (c) the next try registers,
-// once; (d) after the plugin has been disabled nothing is registered any more.
-TEST_F(ManagerTest, ShutdownIsHookedOnceThePowerManagerIsThere) {
-    device_->Apply({{"services", {{"3301", false}}}});
-    Start();
-    RunFor(5000);
-    device_->Apply({{"services", {{"3301", true}}}});
-    EXPECT_EQ(Host::PowerService::GetInstance().Shutdown(), 0u);
-    RunFor(999);
-    EXPECT_EQ(CountLogs("Register ShutdownCallback success"), 0u);
-    RunFor(1);
-    EXPECT_EQ(CountLogs("[RegisterShutdownCallback:]Register ShutdownCallback success"), 1u);
-    RunFor(10000);
-    EXPECT_EQ(CountLogs("Register ShutdownCallback success"), 1u);
-    EXPECT_EQ(Host::PowerService::GetInstance().Shutdown(), 1u);
-    EXPECT_EQ(TakeEffects(), (Effects{"monitor0/workingset.state <- BACKUP", "workingset.dfxinfo <- 0"}));
-    manager_.Deinit();
-    EXPECT_EQ(Host::PowerService::GetInstance().Shutdown(), 0u);
 }
 
 TEST_F(ManagerTest, ShutdownSavesNothingWhileExactPrereadIsOff) {
