@@ -1,10 +1,10 @@
 // The shipped plugin through a made-up life of weeks or years in virtual time: what it holds at the end of each week, of
 // memory, descriptors, threads and files.
 //
-//   long_life [--days D] [--apps A] [--seed S] [--plugin PATH]
+//   long_life [--days D] [--apps A] [--seed S] [--system-starts N] [--plugin PATH]
 //
 // Fails when descriptors or threads do not come back to where they were after the first week, or when the plugin's
-// memory grows by more than LARGEST_GROWTH a week.
+// memory grows by more than LARGEST_GROWTH a week. Exit codes: 0 it does not, 1 it does, 77 there is no sandbox.
 
 #include <malloc.h>
 
@@ -78,7 +78,6 @@ namespace fs = std::filesystem;
 constexpr int64_t US_PER_WEEK = 7LL * 24 * 3600 * 1000000;
 constexpr int64_t US_PER_DAY = US_PER_WEEK / 7;
 constexpr int64_t LARGEST_GROWTH = 64 * 1024;
-constexpr int SYSTEM_STARTS_A_DAY = 40;
 
 const fs::path DATABASE = "/data/service/el1/public/ressched/top_scene.db";
 const fs::path RECORDS = "/data/service/el1/public/ressched/workingset";
@@ -117,8 +116,8 @@ Holdings Measure() {
 // Takes the steps as they are made up: a year of them is not kept.
 class Life {
 public:
-    Life(VirtualRuntime& runtime, VirtualDevice& device, const PluginLibrary& plugin)
-        : runtime_(runtime), device_(device), plugin_(plugin) {}
+    Life(VirtualRuntime& runtime, VirtualDevice& device, const PluginLibrary& plugin, int systemStarts)
+        : runtime_(runtime), device_(device), plugin_(plugin), systemStarts_(systemStarts) {}
 
     // One or more lines of a scenario.
     void Take(std::string_view lines) {
@@ -170,7 +169,7 @@ private:
     }
     // The system's own processes come and go, somebody asks for the statistics, and once a week the week is measured.
     void LiveByItself() {
-        for (int start = 0; start < SYSTEM_STARTS_A_DAY; ++start) {
+        for (int start = 0; start < systemStarts_; ++start) {
             const std::string pid = std::to_string(100000 + start);
             device_.Apply({{"processes", {{pid, {{"uid", 20019999}, {"bundles", {"com.example.system"}}}}}}});
             Dispatch(4, 0, {{"bundleName", "com.example.system"}, {"uid", "20019999"}, {"pid", pid}});
@@ -189,6 +188,7 @@ private:
     VirtualRuntime& runtime_;
     VirtualDevice& device_;
     const PluginLibrary& plugin_;
+    const int systemStarts_;  // A day.
     int64_t nextDayUs_ = US_PER_DAY;
     std::vector<Holdings> weeks_;
     uint64_t events_ = 0;
@@ -214,7 +214,7 @@ bool Judge(const std::vector<Holdings>& weeks) {
     return last.descriptors == first.descriptors && last.threads == first.threads && growth <= LARGEST_GROWTH;
 }
 
-int Run(const GeneratorOptions& options, const std::string& pluginPath) {
+int Run(const GeneratorOptions& options, int systemStarts, const std::string& pluginPath) {
     std::string error;
     VirtualRuntime runtime(UsageGenerator::START_TIME_S);
     TaskRuntime::Install(runtime);
@@ -236,7 +236,7 @@ int Run(const GeneratorOptions& options, const std::string& pluginPath) {
     runsPlugin = true;
     plugin->Init();
     runsPlugin = false;
-    life = std::make_unique<Life>(runtime, *device, *plugin);
+    life = std::make_unique<Life>(runtime, *device, *plugin, systemStarts);
     generator.Run();
     life->AdvanceTo(options.days * US_PER_DAY);
 
@@ -264,12 +264,16 @@ int Run(const GeneratorOptions& options, const std::string& pluginPath) {
 
 int main(int argc, char** argv) {
     using namespace ZYRA::Host;
+    constexpr int NO_SANDBOX = 77;
     GeneratorOptions options{365, 60, 1};
+    int systemStarts = 40;
     std::string pluginFile = PluginLibrary::DefaultPath();
     CLI::App app("A long life of the plugin, in virtual time.");
     app.add_option("--days", options.days)->check(CLI::Range(14, 3660));
     app.add_option("--apps", options.apps)->check(CLI::Range(1, 2000));
     app.add_option("--seed", options.seed);
+    app.add_option("--system-starts", systemStarts, "Starts a day of a process of the system")
+        ->check(CLI::Range(0, 10000));
     app.add_option("--plugin", pluginFile);
     CLI11_PARSE(app, argc, argv);
     std::string pluginPath;
@@ -280,7 +284,7 @@ int main(int argc, char** argv) {
     ZYRA::logThreshold = static_cast<int32_t>(ZYRA::LogLevel::FATAL);
     if (const auto refusal = EnterSandbox({128ULL << 30, ""})) {
         std::fprintf(stderr, "%s\n", refusal->c_str());
-        return EXIT_FAILURE;
+        return NO_SANDBOX;
     }
-    return Run(options, pluginPath);
+    return Run(options, systemStarts, pluginPath);
 }
