@@ -1,5 +1,5 @@
-// The shipped plugin through a made-up life of weeks or years in virtual time: what it holds at the end of each week, of
-// memory, descriptors, threads and files.
+// The shipped plugin through a made-up life of weeks or years in virtual time: what it holds at the end of each week,
+// of memory, descriptors, threads and files.
 //
 //   long_life [--days D] [--apps A] [--seed S] [--system-starts N] [--plugin PATH]
 //
@@ -160,8 +160,7 @@ private:
         runsPlugin = false;
     }
     void Dispatch(uint32_t type, int64_t value, const nlohmann::json& payload) {
-        const auto data =
-            std::make_shared<ResourceSchedule::ResData>(ResourceSchedule::ResData{type, value, payload});
+        const auto data = std::make_shared<ResourceSchedule::ResData>(ResourceSchedule::ResData{type, value, payload});
         runsPlugin = true;
         plugin_.Dispatch(data);
         runsPlugin = false;

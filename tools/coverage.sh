@@ -21,11 +21,10 @@ report() {
     for folder in "$@"; do
         filters+=(--filter "$folder/")
     done
-    # The compiler writes some counts of inlined code below zero; the tool is told to take those for none.
     gcovr --root . --object-directory build/coverage --exclude-throw-branches --exclude-unreachable-branches \
-        --gcov-ignore-parse-errors=negative_hits.warn_once_per_file "${filters[@]}" \
+        "${filters[@]}" \
         --txt "build/coverage/$name.txt" --json-summary "build/coverage/$name.json" \
-        --print-summary 2>/dev/null | sed -n "s/^\(lines\|branches\):/$name, \1:/p"
+        --print-summary 2>"build/coverage/$name.log" | sed -n "s/^\(lines\|branches\):/$name, \1:/p"
 }
 
 report plugin frame exact_preread top_scene io_limit

@@ -196,6 +196,31 @@ TEST_F(ExecutorTest, RecordsAreRemovedFileByFile) {
     EXPECT_EQ(TakeEffects(), (Effects{"workingset.clearRecord <- com.a/com.a"}));
 }
 
+// (a) Something else stands where the record directory should be; (b) it is gone, but until there is another executor
+// no record is made; (c) the kernel's files are gone as well: every command fails, and says so once.
+TEST_F(ExecutorTest, WithoutARecordDirectoryOrAFacilityTheWorkFails) {
+    fs::remove_all(RECORDS);
+    fs::rename(fs::path(RECORDS).parent_path().parent_path(), "/data/away");
+    executor_ = std::make_unique<ExactPrereadExecutor>();
+    fs::rename("/data/away", fs::path(RECORDS).parent_path().parent_path());
+    EXPECT_FALSE(executor_->CreateSceneRecordFile(SCENE));
+    EXPECT_EQ(CountLogs("IsRecordDirectoryExisted_: 0"), 1u);
+    EXPECT_TRUE(ExactPrereadExecutor().CreateSceneRecordFile(SCENE));
+
+    device_.reset();
+    for (const ExecutorCommand command :
+         {CMD_START_APP_STARTUP_PREREAD, CMD_START_APP_STARTUP_COLLECT, CMD_START_APP_INTRA_PREREAD_COLLECT}) {
+        EXPECT_EQ(Run(command), Effects());
+        EXPECT_EQ(work_->workState, WORK_FAILED);
+        work_->workState = 0;
+    }
+    EXPECT_EQ(CountLogs("execute cmd:"), 3u);
+    executor_->ReportExactPrereadDfx();
+    executor_->RemoveSceneRecord(SCENE);
+    EXPECT_FALSE(fs::exists(RECORDS + SCENE));
+    EXPECT_EQ(CountLogs("clear scene record cache: com.a/com.a failed"), 1u);
+}
+
 TEST_F(ExecutorTest, StatisticsAreAveragedAndReset) {
     const struct {
         std::string info;

@@ -135,10 +135,34 @@ TEST_F(LifeCycleTest, FailedInitStartsCleanNextTime) {
     manager_.Init();
     EXPECT_EQ(CountLogs("[Init:]failed to create veloQueue."), 1u);
     EXPECT_EQ(Callback(), nullptr);
+    runtime_.throwsInstead = true;
+    EXPECT_THROW(manager_.Init(), std::bad_alloc);
+    EXPECT_EQ(Callback(), nullptr);
     runtime_.failingQueue.clear();
     manager_.Init();
     EXPECT_EQ(CountLogs("[Init:]IOSchedManager Init success."), 1u);
     EXPECT_NE(Callback(), nullptr);
+}
+
+// (a) There is no main queue: the plugin starts all the same, and each event is said to be lost; (b) what a task throws
+// ends that task only.
+TEST_F(LifeCycleTest, NeitherAMissingMainQueueNorAThrowingTaskEndsThePlugin) {
+    runtime_.failingQueue = "iosched_main_th";
+    manager_.Init();
+    manager_.DispatchResource(std::make_shared<ResData>(ResData{48, 0, {}}));
+    Callback()->OnEventPost(IOSCHED_EVENT_PRELOAD_TTL, 0);
+    Callback()->OnEventRemove(IOSCHED_EVENT_PRELOAD_TTL);
+    EXPECT_EQ(CountLogs("[ProcessResTypeEvent:]IOSchedEventHandler is not created."), 1u);
+    EXPECT_EQ(CountLogs("[ProcessIOSchedEventAsync:]IOSchedEventHandler is not created."), 1u);
+    Event done;
+    Callback()->OnTaskPost([] { throw std::runtime_error("text"); }, "throws", 0);
+    Callback()->OnTaskPost([] { throw 7; }, "throws", 0);
+    Callback()->OnTaskPost([&] { done.Set(); }, "other", 0);
+    done.Wait();
+    EXPECT_EQ(CountLogs("[PostTaskToAsyncThrd:]unexpected exception: <private>"), 1u);
+    EXPECT_EQ(CountLogs("[PostTaskToAsyncThrd:]unexpected exception"), 1u);
+    manager_.Deinit();
+    EXPECT_EQ(CountLogs("[~IOSchedEventHandler:]IOSchedEventHandler has already been destroyed."), 1u);
 }
 
 TEST_F(LifeCycleTest, OnlyTimeoutsOfExactPrereadPassTheCallback) {

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -111,6 +112,15 @@ TEST_F(KernelFacilityTest, FaultsReachTheCallerAsTheirErrno) {
     EXPECT_EQ(Read(DATA), "errno " + std::to_string(EACCES));
     EXPECT_EQ(Read(DATA), "errno " + std::to_string(EIO));
     EXPECT_EQ(Read(DATA), "");
+}
+
+TEST_F(KernelFacilityTest, FoldersTellWhatIsInThem) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator("/dev/workingset/monitor0")) {
+        names.insert(entry.path().filename());
+    }
+    EXPECT_EQ(names, (std::set<std::string>{"workingset.state", "workingset.data", "workingset.clearYoung",
+                                            "cgroup.procs", "tasks"}));
 }
 
 // (a) One rule counts every operation below a folder, openings included, and a late answer passes what is said to take

@@ -22,7 +22,7 @@ public:
 
     std::unique_ptr<TaskQueue> CreateQueue(const std::string& name, int32_t qos) override {
         if (failingQueue == name) {
-            return nullptr;
+            return throwsInstead ? throw std::bad_alloc() : nullptr;
         }
         return std::make_unique<GateQueue>(*this, name, threads_.CreateQueue(name, qos));
     }
@@ -31,8 +31,9 @@ public:
     void PassTime(int64_t us) override { threads_.PassTime(us); }
     void JoinRetired() override { threads_.JoinRetired(); }
 
-    // A queue of this name cannot be created.
+    // A queue of this name cannot be created: there is none, or an exception.
     std::string failingQueue;
+    bool throwsInstead = false;
 
 private:
     class GateQueue final : public TaskQueue {
@@ -56,6 +57,7 @@ private:
 
     private:
         struct Life {
+            Life(GateRuntime& owner, std::string_view name) : runtime(owner), task(name) {}
             ~Life() {
                 if (runtime.onEnd) {
                     runtime.onEnd(task, hasRun);
@@ -67,7 +69,7 @@ private:
         };
 
         std::function<void()> Gated(std::function<void()> task, std::string_view name) {
-            auto life = std::shared_ptr<Life>(new Life{runtime_, std::string(name)});
+            auto life = std::make_shared<Life>(runtime_, name);
             if (runtime_.onSubmit) {
                 runtime_.onSubmit(life->task);
             }
