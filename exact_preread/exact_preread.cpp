@@ -199,7 +199,7 @@ void ExactPreread::HandleScreenOff() {
 // The executor of the main queue is not touched, and the lines bear the name of the callback that stands behind them.
 void ExactPreread::HandleShutdown() {
     constexpr char ON_ASYNC_SHUTDOWN[] = "OnAsyncShutdown";
-    if (!isEnabled_) {
+    if (!IsEnabled()) {
         return;
     }
     const std::shared_ptr<ExactPrereadExecutor> executor = DelayedSingleton<ExactPrereadExecutor>::GetInstance();

@@ -36,6 +36,10 @@ RecordPlace::RecordPlace(const std::string& path) {
     if (error_ == 0 && !IsName(rest.substr(0, rest.find('/')))) {
         error_ = EPERM;
     }
+    // A zero byte would end a name for the kernel where it goes on for the checks above.
+    if (path.find('\0') != std::string::npos) {
+        error_ = EPERM;
+    }
     name_ = rest;
 }
 

@@ -124,7 +124,7 @@ void IOSchedManager::Release() {
     {
         MutexLock lock(mutex_);
         IOSchedEventUtil::GetInstance().UnregisterIOSchedEventCallback();
-        PowerMgrUtil::UnRegisterShutdownCallback();
+        RunGuarded("UnRegisterShutdownCallback", PowerMgrUtil::UnRegisterShutdownCallback);
         isInited = false;
         eventCallback_.reset();
         exactPrereadExecutor_.reset();

@@ -43,23 +43,22 @@ public:
 };
 
 void PowerMgrUtil::RegisterShutdownCallback() {
-    if (!IsPowerManagerThere()) {
-        PostRegistrationRetry();
-        return;
-    }
-    if (shutdownCallback_ != nullptr) {
-        return;
-    }
-    try {
+    static constexpr char REGISTER_SHUTDOWN_CALLBACK[] = "RegisterShutdownCallback";
+    bool isThere = false;
+    const bool isTold = RunGuarded(REGISTER_SHUTDOWN_CALLBACK, [&isThere] {
+        isThere = IsPowerManagerThere();
+        if (!isThere || shutdownCallback_ != nullptr) {
+            return;
+        }
         const auto callback = std::make_shared<IOSchedShutdownCallbackImpl>();
         GetShutdownClient().RegisterShutdownCallback(callback, ShutdownPriority::LOW);
         shutdownCallback_ = callback;
-    } catch (...) {
-        // Nothing else would ever ask again.
+        IOSCHED_LOGI_AS(REGISTER_SHUTDOWN_CALLBACK, "Register ShutdownCallback success");
+    });
+    // Nothing else would ever ask again.
+    if (!isThere || !isTold) {
         PostRegistrationRetry();
-        throw;
     }
-    IOSCHED_LOGI("Register ShutdownCallback success");
 }
 
 // Both callers hold the manager's main lock, which cannot be named in a declaration outside of the manager.

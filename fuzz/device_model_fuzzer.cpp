@@ -1,5 +1,5 @@
-// Any text as a device model: it is refused with a line that it has, or patches a model as an implementation of RFC
-// 7386 that is not ours would do it. Applied once more it changes nothing.
+// Any text as a device model: it is refused with a line that it has, or patches the plain members of a model as an
+// implementation of RFC 7386 that is not ours would do it. Applied once more it changes nothing.
 
 #include <algorithm>
 
@@ -11,7 +11,7 @@ using nlohmann::json;
 
 namespace {
 
-// Members that read the same in every document.
+// The plain members: they read the same in every document.
 json Describe(const DeviceModel& model) {
     const DeviceState& state = model.state;
     return {{"startTime", model.startTimeS},  {"romGB", model.romGB}, {"charging", state.charging},

@@ -75,9 +75,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     int normalStage = 0;
     int topN = 1;
     auto last = loaded;
-    std::sscanf(last["[ApplyTrainIntervalItem"].c_str(), "%*[^]]]initTrainTimes: %d, %*[^:]: %d, %*[^:]:%d", &times,
-                &initStage, &normalStage);
-    std::sscanf(last["[ApplyTopNConfig"].c_str(), "%*[^=]= %d", &topN);
+    const std::string interval = last["[ApplyTrainIntervalItem"];
+    const std::string topNLine = last["[ApplyTopNConfig"];
+    Require(interval.empty() || std::sscanf(interval.c_str(), "%*[^]]]initTrainTimes: %d, %*[^:]: %d, %*[^:]:%d",
+                                            &times, &initStage, &normalStage) == 3,
+            "three values are told");
+    Require(topNLine.empty() || std::sscanf(topNLine.c_str(), "%*[^=]= %d", &topN) == 1, "one value is told");
     Require(times >= 0 && times <= 100 && topN > 0 && initStage <= 720 * 60 && normalStage <= 1440 * 60, "the ranges");
     Require(ExactPreread::GetInstance().IsEnabled() || !wasEnabled, "nothing is switched off");
     Require(loaded == Loading(model->state.config, model->romGB).last, "the same once more");

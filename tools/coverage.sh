@@ -5,7 +5,7 @@
 #
 # Usage: tools/coverage.sh
 #
-# Exit codes: 0 printed, otherwise the tests failed.
+# Exit codes: 0 printed, otherwise something failed, and what it said is printed.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -21,10 +21,12 @@ report() {
     for folder in "$@"; do
         filters+=(--filter "$folder/")
     done
+    local log=build/coverage/$name.log
     gcovr --root . --object-directory build/coverage --exclude-throw-branches --exclude-unreachable-branches \
         "${filters[@]}" \
         --txt "build/coverage/$name.txt" --json-summary "build/coverage/$name.json" \
-        --print-summary 2>"build/coverage/$name.log" | sed -n "s/^\(lines\|branches\):/$name, \1:/p"
+        --print-summary >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
+    sed -n "s/^\(lines\|branches\):/$name, \1:/p" "$log"
 }
 
 report plugin frame exact_preread top_scene io_limit

@@ -16,7 +16,8 @@ constexpr int FIRST_UNDELIVERABLE = 512;
 bool MatchesPath(const std::string& pattern, const std::string& path) {
     constexpr std::string_view EVERYTHING_BELOW = "/**";
     if (pattern.ends_with(EVERYTHING_BELOW)) {
-        return path.starts_with(std::string_view(pattern).substr(0, pattern.size() - EVERYTHING_BELOW.size() + 1));
+        const std::string folder = pattern.substr(0, pattern.size() - EVERYTHING_BELOW.size());
+        return fnmatch(folder.c_str(), path.c_str(), FNM_PATHNAME | FNM_LEADING_DIR) == 0;
     }
     return fnmatch(pattern.c_str(), path.c_str(), FNM_PATHNAME) == 0;
 }

@@ -74,11 +74,10 @@ void SetAttributes(fuse_req_t request, fuse_ino_t inode, struct stat* /*wanted*/
 void Open(fuse_req_t request, fuse_ino_t inode, fuse_file_info* info) {
     FuseContext& context = ContextOf(request);
     int error = 0;
-    const auto open = [&] { error = context.tree.Open(NodeOf(inode), info->flags); };
     if (context.tree.HasFaults()) {
-        context.calls.Run(open);
+        context.calls.Run([&] { error = context.tree.Open(NodeOf(inode), info->flags); });
     } else {
-        open();  // Touches nothing that needs the other thread's descriptors.
+        error = context.tree.CheckOpen(NodeOf(inode), info->flags);
     }
     if (error != 0) {
         fuse_reply_err(request, error);

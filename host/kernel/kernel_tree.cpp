@@ -78,14 +78,19 @@ Fault KernelTree::Strike(const Node& file, FileOperation operation) {
     return fault;
 }
 
-int KernelTree::Open(size_t node, int flags) {
+int KernelTree::CheckOpen(size_t node, int flags) const {
     const Node& file = nodes_[node];
     const int access = flags & O_ACCMODE;
     // As with a kernel's own control files, what has no such operation is refused to the superuser too.
     if ((access != O_WRONLY && (file.mode & ANY_READ) == 0) || (access != O_RDONLY && (file.mode & ANY_WRITE) == 0)) {
         return EACCES;
     }
-    return Strike(file, FileOperation::OPEN).error;
+    return 0;
+}
+
+int KernelTree::Open(size_t node, int flags) {
+    const int refusal = CheckOpen(node, flags);
+    return refusal != 0 ? refusal : Strike(nodes_[node], FileOperation::OPEN).error;
 }
 
 int KernelTree::Read(size_t node, size_t offset, size_t size, std::string& content) {

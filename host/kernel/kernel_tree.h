@@ -44,7 +44,8 @@ public:
 
     // Each returns 0 or an errno. REQUIRES: `node` is a file.
 
-    // `flags` are those of open(2).
+    // `flags` are those of open(2). The first strikes no fault.
+    int CheckOpen(size_t node, int flags) const;
     int Open(size_t node, int flags);
     // Up to `size` bytes of the text from `offset` on. One pass over the file is one operation for the faults,
     // whatever the number of read(2) calls it takes: the one at its start counts.

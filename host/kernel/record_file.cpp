@@ -17,7 +17,8 @@ namespace {
 constexpr std::string_view HEADER = "workingset-record 1\n";
 constexpr std::string_view PAGES_KEY = "pages ";
 constexpr std::string_view OLDER_LINE = "older\n";
-constexpr size_t LARGEST_FILE = 4096;
+// What is as long as this holds no record.
+constexpr size_t TOO_LONG = 4096;
 
 constexpr std::array<std::string_view, 3> STATE_TEXTS = {"absent", "uptodate", "older"};
 
@@ -71,7 +72,7 @@ std::optional<Record> LoadRecordFile(const std::string& path) {
     if (OpenRecord(path, O_RDONLY, file) != 0) {
         return std::nullopt;
     }
-    std::array<char, LARGEST_FILE> buffer;
+    std::array<char, TOO_LONG> buffer;
     size_t size = 0;
     while (size < buffer.size()) {
         const ssize_t got = read(file.Get(), buffer.data() + size, buffer.size() - size);

@@ -17,7 +17,8 @@ public:
     // REQUIRES: an absolute path with a slash at its end.
     explicit ConfinedFolder(std::string root) : root_(std::move(root)) {}
 
-    // Opens a file; `flags` are those of open(2), O_NOFOLLOW, O_NONBLOCK and O_CLOEXEC are added.
+    // Opens a file; `flags` are those of open(2), O_NOFOLLOW, O_NONBLOCK, O_NOCTTY and O_CLOEXEC are added. On failure
+    // `file` is of no use. REQUIRES: no O_CREAT.
     int Open(const std::string& path, int flags, UniqueFd& file) const;
 
     // Writes the content in one write(2), from the file's start. The file is neither created nor cut.

@@ -22,7 +22,8 @@ public:
     virtual int64_t ElapsedUs() const = 0;
     virtual int64_t WallClockUs() const = 0;
 
-    // Makes the caller's work take so much longer: returns when the time has passed. Any thread.
+    // Makes the caller's work take so much longer: returns when the time has passed. On a thread that runs a task or
+    // drives the time, or on one for which such a thread waits.
     virtual void PassTime(int64_t us) = 0;
 
     // Waits until no thread is left that belongs to a destroyed queue.

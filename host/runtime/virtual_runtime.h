@@ -27,8 +27,9 @@ public:
     void JoinRetired() override {}
 
     // Runs what is due at or before `timeUs`, also what those tasks submit up to then, and leaves the clock at
-    // `timeUs`. A time in the past runs what is due now. Calls `afterTask`, if any, after each task, while none runs.
-    // Not from within a task.
+    // `timeUs`. Where something has taken time beyond that, the clock stays there, and what was due by then has run. A
+    // time in the past runs what is due now. Calls `afterTask`, if any, after each task, while none runs. Not from
+    // within a task.
     void RunUntil(int64_t timeUs, const std::function<void()>& afterTask = nullptr);
 
     // The number of tasks that have run.

@@ -11,6 +11,7 @@
 #include "frame/common/io_sched_event_callback.h"
 #include "frame/common/io_sched_event_util.h"
 #include "frame/resource_type.h"
+#include "host/services/power_service.h"
 #include "tests/support/plugin_on_device_test.h"
 
 namespace ZYRA::ResourceSchedule {
@@ -39,6 +40,8 @@ const std::string NAMES[] = {"",
                              "caf\xc3\xa9\xe2\x82\xac",
                              "\xff\xfe",
                              std::string("zero\0byte", 9),
+                             std::string("..\0", 3),
+                             std::string("..\0/..\0/top_scene.db", 20),
                              "%s%n"};
 
 class BadNamesTest : public PluginOnDeviceTest {
@@ -52,16 +55,17 @@ protected:
         before_ = Tree();
     }
 
-    // What stands in the device's root and below /data, but for the record directory and the database.
+    // What stands in the device's root and below /data, but for the record directory; of the database only that it is
+    // there.
     using Entry = std::tuple<ino_t, mode_t, off_t, time_t, long>;
     static std::map<std::string, Entry> Tree() {
         std::map<std::string, Entry> tree;
         const auto add = [&tree](const fs::path& path) {
             struct stat status {};
             lstat(path.c_str(), &status);
-            tree[path] = {status.st_ino, status.st_mode, S_ISREG(status.st_mode) ? status.st_size : 0,
-                          S_ISREG(status.st_mode) ? status.st_mtim.tv_sec : 0,
-                          S_ISREG(status.st_mode) ? status.st_mtim.tv_nsec : 0};
+            const bool isCompared = S_ISREG(status.st_mode) && path.filename() != "top_scene.db";
+            tree[path] = {status.st_ino, status.st_mode, isCompared ? status.st_size : 0,
+                          isCompared ? status.st_mtim.tv_sec : 0, isCompared ? status.st_mtim.tv_nsec : 0};
         };
         for (const auto& entry : fs::directory_iterator("/")) {
             add(entry.path());
@@ -70,14 +74,12 @@ protected:
             if (entry->path() == RECORDS) {
                 entry.disable_recursion_pending();
             }
-            if (!entry->path().filename().string().starts_with("top_scene.db")) {
-                add(entry->path());
-            }
+            add(entry->path());
         }
         return tree;
     }
 
-    // A start, a page of it, their time-outs, an uninstallation, and a shutdown's worth of storing.
+    // A start, a page of it, their time-outs, and what stores.
     void Live(const std::string& bundle, const std::string& page) {
         const nlohmann::json payload = {
             {"bundleName", bundle}, {"uid", "1000"}, {"pid", "42"}, {"clientPid", "42"}, {"pageUrl", page}};
@@ -91,7 +93,11 @@ protected:
         Send(RES_TYPE_PUSH_PAGE, 1, payload);
         RunFor(20000);
         Send(RES_TYPE_SCREEN, 0, {});
-        Send(RES_TYPE_BUNDLE_ACTION, 1, payload);
+        Host::PowerService::GetInstance().Shutdown();
+        RunFor(1000);
+    }
+    void Uninstall(const std::string& bundle) {
+        Send(RES_TYPE_BUNDLE_ACTION, 0, {{"bundleName", bundle}});
         RunFor(1000);
     }
     void Forget(const std::string& scene) {
@@ -116,10 +122,15 @@ TEST_F(BadNamesTest, NoNameLeadsOut) {
         for (const std::string& scene : {name, name + "/" + name, "com.example.mail/" + name, "../" + name}) {
             Forget(scene);
         }
+        for (const std::string& bundle : {name, "com.example." + name}) {
+            Uninstall(bundle);
+        }
         ASSERT_EQ(Tree(), before_) << nlohmann::json(name).dump(-1, ' ', false,
                                                                 nlohmann::json::error_handler_t::replace);
     }
     EXPECT_TRUE(fs::exists(RECORDS / "com.example.mail")) << "no record was ever made";
+    Uninstall("com.example.mail");
+    EXPECT_FALSE(fs::exists(RECORDS / "com.example.mail"));
 }
 
 // In the place of an application's folder, of its records, and of the folder of one that is not there, stand links.
@@ -137,6 +148,7 @@ TEST_F(BadNamesTest, NoLinkIsFollowedOut) {
         for (const char* name : {"/kept", "/folder", "/com.example.mail", "/../outside"}) {
             Forget(bundle + name);
         }
+        Uninstall(bundle);
         EXPECT_EQ(Tree(), before_) << bundle;
     }
 }

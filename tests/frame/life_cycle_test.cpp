@@ -14,6 +14,8 @@
 #include "frame/common/io_sched_event_util.h"
 #include "frame/io_sched_manager.h"
 #include "host/runtime/journal.h"
+#include "host/services/device_state.h"
+#include "host/services/power_service.h"
 #include "tests/support/event.h"
 #include "tests/support/gate_runtime.h"
 
@@ -99,6 +101,35 @@ TEST_F(LifeCycleTest, DisabledWhileATaskOfEitherQueueWantsTheMainLock) {
         EXPECT_FALSE(never.IsSet()) << queue;
         EXPECT_EQ(Callback(), nullptr);
     }
+}
+
+// (a) The power manager is not there when the plugin starts; (b) the retry is held when it comes, and the plugin is
+// being disabled meanwhile; (c) the power manager is there now, and the retry goes on; (d) nothing is registered.
+TEST_F(LifeCycleTest, RetryThatMeetsTheDisablingRegistersNothing) {
+    Host::DeviceState device;
+    device.services[3301] = false;
+    Host::DeviceServices::GetInstance().Set(device);
+    Event retrying;
+    Event closing;
+    runtime_.beforeTask = [&](const std::string& /*queue*/, const std::string& task) {
+        if (task == "PostTaskThrd") {
+            retrying.Set();
+            closing.Wait();
+        }
+    };
+    runtime_.onClose = [&](const std::string& queue) {
+        if (queue == "iosched_main_th") {
+            Host::DeviceServices::GetInstance().Set({});
+            closing.Set();
+        }
+    };
+    manager_.Init();
+    retrying.Wait();
+    manager_.Deinit();
+    EXPECT_EQ(Host::PowerService::GetInstance().CallbackCount(), 0u);
+    manager_.Init();
+    EXPECT_EQ(Host::PowerService::GetInstance().CallbackCount(), 1u);
+    manager_.Deinit();
 }
 
 TEST_F(LifeCycleTest, NamedTasksAreCancelledTogetherAndDroppedWhileDisabled) {

@@ -135,7 +135,7 @@ TEST_F(KernelFacilityTest, AnswersComeLateOrWritesAreShort) {
     EXPECT_EQ(runtime.ElapsedUs(), 300000);
     TaskRuntime::InstallDefault();
 
-    kernel_.Faults().Set({{"/dev/workingset/monitor0/**", std::nullopt, 0, 0, 1, true}});
+    kernel_.Faults().Set({{"/dev/workingset/*0/**", std::nullopt, 0, 0, 1, true}});
     EXPECT_EQ(Read(STATE), "PAUSED");
     const int fd = open(STATE.c_str(), O_WRONLY | O_CLOEXEC);
     EXPECT_EQ(write(fd, "INWORKING", 9), 4);

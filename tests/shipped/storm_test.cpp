@@ -1,5 +1,5 @@
-// The shipped library under fire: events, good and bad, from several host threads while another one enables, disables,
-// dumps and shuts down; then unloading, which must leave nothing behind. The sanitizers' presets run the same.
+// The shipped library under fire: events, good and bad, from several host threads while others enable and disable it,
+// dump and shut down; then unloading, which must leave nothing behind. The sanitizers' presets run the same.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -153,9 +153,8 @@ TEST_F(StormTest, EventsFromManyThreadsWhileThePluginIsSwitched) {
         counts.refused += 1 - queued;
     };
     std::atomic<bool> isOver{false};
-    const auto untilOver = [&isOver](auto work) {
-        return std::thread([&isOver, work] {
-            std::mt19937 random(static_cast<uint32_t>(std::hash<std::thread::id>()(std::this_thread::get_id())));
+    auto untilOver = [&isOver, seed = 1U](auto work) mutable {
+        return std::thread([&isOver, work, random = std::mt19937(++seed)]() mutable {
             while (!isOver) {
                 work(random);
             }

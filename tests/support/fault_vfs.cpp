@@ -77,7 +77,10 @@ int Write(sqlite3_file* file, const void* data, int size, sqlite3_int64 offset) 
 }
 
 int Truncate(sqlite3_file* file, sqlite3_int64 size) {
-    return Do(FILE_TRUNCATE, SQLITE_IOERR_TRUNCATE, [&] { return Methods(file).xTruncate(RealFile(file), size); });
+    return Do(FILE_TRUNCATE, SQLITE_IOERR_TRUNCATE, [&] {
+        return FaultVfs::Install().Note(Methods(file).xTruncate(RealFile(file), size),
+                                        {FileChange::TRUNCATED, Path(file)});
+    });
 }
 
 int Sync(sqlite3_file* file, int flags) {

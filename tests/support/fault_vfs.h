@@ -39,7 +39,7 @@ struct FaultPlan {
 };
 
 struct FileChange {
-    enum { OPENED, WRITTEN, SYNCED, DELETED, FOLDER_SYNCED } kind;
+    enum { OPENED, WRITTEN, TRUNCATED, SYNCED, DELETED, FOLDER_SYNCED } kind;
     std::string path = {};  // Of a file.
     uint64_t offset = 0;
     std::string bytes = {};

@@ -178,8 +178,8 @@ TEST_P(DatabaseKillTest, PowerCutIsFoundOutWithoutSyncs) {
 }
 
 // For N = 1, 2, 3 ... until the work is untouched: (a) a child opens the database, works, and is killed at its N-th
-// call of the kind, or the call fails; (b) what it leaves opens, passes SQLite's check, and holds a state that the
-// undisturbed work reaches; after a kill, none before that of the last point.
+// call of the kind, or, for one of the flushes, the call fails; (b) what it leaves opens, passes SQLite's check, and
+// holds a state that the undisturbed work reaches; after a kill, none before that of the last point.
 TEST_P(DatabaseKillTest, KillLeavesEachTransactionOldOrNew) {
     CutEverywhere("PowerCutSeldom", 97);
     for (size_t fault = 0; fault < (GetParam().launched == 12 ? std::size(FAULTS) : 3); ++fault) {

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,8 @@ public:
             case Host::FileChange::WRITTEN:
                 folder.at(change.path)->unsynced.push_back(change);
                 break;
+            case Host::FileChange::TRUNCATED:
+                throw std::logic_error("nothing is known of what a truncation leaves");
             case Host::FileChange::SYNCED:
                 *folder.at(change.path) = {Seen().at(change.path), {}};
                 break;
