@@ -4,15 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
 #include "host/replay/json_node.h"
-#include "host/replay/virtual_device.h"
 #include "host/runtime/errno_names.h"
-#include "host/runtime/virtual_runtime.h"
 #include "platform/executor_client.h"
 #include "platform/file_util.h"
+#include "tests/support/virtual_device_test.h"
 
 namespace ZYRA::Host {
 namespace {
@@ -33,19 +31,10 @@ std::string Apply(const std::string& text, DeviceModel& model, DeviceChange& cha
     }
 }
 
-std::string ErrorOf(const std::string& text, DevicePhase phase = DevicePhase::DESCRIBING) {
+std::string ErrorOf(const std::string& text) {
     DeviceModel model;
     DeviceChange change;
-    return Apply(text, model, change, phase);
-}
-
-TEST(DeviceModelTest, DefaultsAreADeviceWithAllSwitchesOn) {
-    const DeviceModel model;
-    const auto& config = model.state.config;
-    ASSERT_EQ(config.size(), 3u);
-    EXPECT_EQ(config.at("exactPreread").itemList.front().subItemList.size(), 3u);
-    EXPECT_TRUE(config.at("topScene").itemList.empty());
-    EXPECT_EQ(config.at("IoLimit").itemList.front().subItemList.front().value, "1");
+    return Apply(text, model, change, DevicePhase::DESCRIBING);
 }
 
 TEST(DeviceModelTest, BadDocumentsAreRefusedWithPlaceAndReason) {
@@ -67,7 +56,6 @@ TEST(DeviceModelTest, BadDocumentsAreRefusedWithPlaceAndReason) {
         {"{\"charging\": 18446744073709551615}",
          "d.json:1: /charging: must be an integer from -2147483648 to 2147483647"},
         {"{\"oobe\": 1}", "d.json:1: /oobe: must be true or false"},
-        {"{\"topAbility\": {}}", "d.json:1: /topAbility: must be a text"},
         {"{\"startTime\": -1}", "d.json:1: /startTime: must be an integer from 0 to 253402300799"},
         {"{\"romGB\": 0}", "d.json:1: /romGB: must be an integer from 1 to 1048576"},
         {"{\n\"romGB\": 100\n}", "d.json:2: /romGB: must be a power of two, not 100"},
@@ -79,7 +67,6 @@ TEST(DeviceModelTest, BadDocumentsAreRefusedWithPlaceAndReason) {
         {"{\"bundles\": {\"com.a\": {\n\"uid\": 1,\n\"colour\": 1}}}",
          "d.json:3: /bundles/com.a: unknown member \"colour\""},
         {"{\"config\": {\"ioLimit\": []}}", "d.json:1: /config: unknown member \"ioLimit\""},
-        {"{\"config\": {\"topScene\": [null]}}", "d.json:1: /config/topScene/0: must be an object"},
         {"{\"config\": {\"topScene\": [{\"subItems\": [{\"name\": \"a\"}]}]}}",
          "d.json:1: /config/topScene/0/subItems/0: needs \"name\" and \"value\""},
         {"{\"scenes\": {\"a/b\": {\"record\": \"new\"}}}",
@@ -108,14 +95,6 @@ TEST(DeviceModelTest, BadDocumentsAreRefusedWithPlaceAndReason) {
     }
     const std::string deep(1000, '[');
     EXPECT_EQ(ErrorOf(deep), "d.json:1: nested deeper than 500 levels");
-}
-
-TEST(DeviceModelTest, StorageAndStartTimeAreFixedOnceThePluginRuns) {
-    EXPECT_EQ(ErrorOf(R"({"romGB": 64, "startTime": 5})"), "");
-    EXPECT_EQ(ErrorOf(R"({"romGB": 64})", DevicePhase::RUNNING),
-              "d.json:1: /romGB: cannot change once the plugin has been started");
-    EXPECT_EQ(ErrorOf(R"({"startTime": null})", DevicePhase::RUNNING),
-              "d.json:1: /startTime: cannot change once the plugin has been started");
 }
 
 // A patch is a JSON Merge Patch: objects are merged, everything else is replaced, null takes away.
@@ -229,50 +208,30 @@ TEST(DeviceModelTest, PatchesTellWhichPartsOfTheKernelTheyMention) {
     EXPECT_EQ(rule.times, 3u);
 }
 
-TEST(DeviceModelTest, FilesThatCannotBeReadAreNamed) {
-    InputError error;
-    EXPECT_FALSE(LoadDeviceModel("/nowhere/d.json", error).has_value());
-    EXPECT_EQ(error.Text(), "/nowhere/d.json: No such file or directory");
-    EXPECT_FALSE(LoadDeviceModel("/", error).has_value());
-    EXPECT_EQ(error.Text(), "/: Is a directory");
-}
-
-// The kernel's files as the plugin sees them, in the sandbox that the test program runs in.
-class VirtualDeviceTest : public ::testing::Test {
+class PatchedDeviceTest : public VirtualDeviceTest {
 protected:
-    VirtualDeviceTest() { TaskRuntime::Install(runtime_); }
-    ~VirtualDeviceTest() override {
-        device_.reset();
-        TaskRuntime::InstallDefault();
-    }
-
     void Start(const std::string& text) {
         DeviceModel model;
         DeviceChange change;
         ASSERT_EQ(Apply(text, model, change), "");
         std::string error;
+        device_.reset();
         device_ = VirtualDevice::Start(model, error);
         ASSERT_NE(device_, nullptr) << error;
     }
     void Patch(const char* text) { device_->Apply(nlohmann::json::parse(text)); }
 
-    static std::string Read(const std::string& file) {
-        std::string content;
-        return LoadStringFromFile("/dev/workingset/" + file, content) ? content : ErrnoName(errno);
-    }
+    static std::string Read(const std::string& file) { return ReadFile("/dev/workingset/" + file); }
     static std::string Write(const std::string& file, const std::string& content) {
         return SaveStringToFile("/dev/workingset/" + file, content, false) ? "" : ErrnoName(errno);
     }
-
-    VirtualRuntime runtime_{0};
-    std::unique_ptr<VirtualDevice> device_;
 };
 
 constexpr char SCENE_LINE[] = "7 0 a/a /data/service/el1/public/ressched/workingset/a/a";
 
 // (a) The device starts as its model says; (b) it moves on: a monitor is set to work and prereads are counted; (c) a
-// patch changes what it mentions, at once, and nothing else.
-TEST_F(VirtualDeviceTest, PatchesChangeTheRunningDeviceInWhatTheyMention) {
+// patch changes what it mentions, at once, and nothing else; (d) it leaves its place.
+TEST_F(PatchedDeviceTest, PatchesChangeTheRunningDeviceInWhatTheyMention) {
     ASSERT_NO_FATAL_FAILURE(Start(R"({"charging": 2, "scenes": {"a/a": {"pages": 3, "record": "uptodate"}},
                                       "kernel": {"monitors": {"1": {"state": "STOP"}}, "dfxinfo": {"succ": 5}}})"));
     EXPECT_EQ(DeviceServices::GetInstance().Snapshot()->charging, 2);
@@ -282,7 +241,7 @@ TEST_F(VirtualDeviceTest, PatchesChangeTheRunningDeviceInWhatTheyMention) {
 
     ASSERT_EQ(Write("monitor0/workingset.state", "PAUSED"), "");
     ResourceSchedule::ExecutorClient::GetInstance().SendRequestAsync(8, 0, {{"index", "0"}});
-    runtime_.RunUntil(0);
+    RunFor(0);
     EXPECT_EQ(Read("workingset.dfxinfo"), "Succ: 6\nFail: 0\nSize: 12288\n");
 
     Patch(R"({"topAbility": "Main", "scenes": {"a/a": {"record": "older"}},
@@ -293,10 +252,11 @@ TEST_F(VirtualDeviceTest, PatchesChangeTheRunningDeviceInWhatTheyMention) {
     EXPECT_EQ(Read("monitor1/workingset.state"), "ODD");
     EXPECT_EQ(Read("workingset.dfxerror"), "2");
     EXPECT_EQ(Read("workingset.dfxinfo"), "Succ: 6\nFail: 0\nSize: 12288\n");
+    device_.reset();
+    EXPECT_EQ(Read("monitor0/workingset.state"), "errno " + std::to_string(ENOENT));
 }
 
-TEST_F(VirtualDeviceTest, FaultsCountAfreshWithEachPatchThatNamesThem) {
-    ASSERT_NO_FATAL_FAILURE(Start("{}"));
+TEST_F(PatchedDeviceTest, FaultsCountAfreshWithEachPatchThatNamesThem) {
     for (int round = 0; round < 2; ++round) {
         Patch(R"({"kernel": {"faults": [{"path": "/dev/workingset/monitor*/workingset.state", "op": "write",
                                          "errno": "EIO", "skip": 1}]}})");
@@ -307,14 +267,6 @@ TEST_F(VirtualDeviceTest, FaultsCountAfreshWithEachPatchThatNamesThem) {
     }
     Patch(R"({"kernel": null})");
     EXPECT_EQ(Read("monitor1/workingset.state"), "OUTOFWORK");
-}
-
-TEST_F(VirtualDeviceTest, ADeviceLeavesItsPlaceToTheNextOne) {
-    ASSERT_NO_FATAL_FAILURE(Start(R"({"kernel": {"monitors": {"0": {"state": "PAUSED"}}}})"));
-    device_.reset();
-    EXPECT_EQ(Read("monitor0/workingset.state"), "ENOENT");
-    ASSERT_NO_FATAL_FAILURE(Start("{}"));
-    EXPECT_EQ(Read("monitor0/workingset.state"), "OUTOFWORK");
 }
 
 }  // namespace

@@ -38,25 +38,23 @@ TEST(ConfinedFolderTest, NoPathLeadsOut) {
     const ConfinedFolder folder(root);
     const std::string zero = std::string("group/file") + '\0' + "x";
     std::vector<std::string> lines = {"kept"};
-    for (const auto& [path, error] : std::vector<std::pair<std::string, int>>{{outside, EPERM},
-                                                                              {"", EPERM},
-                                                                              {root, EPERM},
-                                                                              {root.substr(0, root.size() - 1), EPERM},
-                                                                              {"root/group/file", EPERM},
-                                                                              {root + "../outside", EPERM},
-                                                                              {root + "group/../../outside", EPERM},
-                                                                              {root + "group/../group/file", EPERM},
-                                                                              {root + "group//file", EPERM},
-                                                                              {root + "./group/file", EPERM},
-                                                                              {root + "group/file/", ENOTDIR},
-                                                                              {root + zero, EPERM},
-                                                                              {root + "link", ELOOP},
-                                                                              {root + "up/outside", ENOTDIR},
-                                                                              {root + "group/inner", ELOOP},
-                                                                              {root + "missing", ENOENT},
-                                                                              {root + "missing/file", ENOENT}}) {
-        EXPECT_EQ(folder.Write(path, "1"), error) << path;
-        EXPECT_EQ(folder.ReadLines(path, lines), error) << path;
+    const struct {
+        int error;
+        std::vector<std::string> paths;
+    } rows[] = {
+        {EPERM,
+         {outside, "", root, root.substr(0, root.size() - 1), "root/group/file", root + "../outside",
+          root + "group/../../outside", root + "group/../group/file", root + "group//file", root + "./group/file",
+          root + zero}},
+        {ENOTDIR, {root + "group/file/", root + "up/outside"}},
+        {ELOOP, {root + "link", root + "group/inner"}},
+        {ENOENT, {root + "missing", root + "missing/file"}},
+    };
+    for (const auto& row : rows) {
+        for (const std::string& path : row.paths) {
+            EXPECT_EQ(folder.Write(path, "1"), row.error) << path;
+            EXPECT_EQ(folder.ReadLines(path, lines), row.error) << path;
+        }
     }
     const std::string alias = (base / "alias/").string();
     EXPECT_EQ(ConfinedFolder(alias).Write(alias + "group/file", "1"), ENOTDIR);

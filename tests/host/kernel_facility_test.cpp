@@ -21,7 +21,6 @@
 #include <vector>
 
 #include "host/kernel/record_file.h"
-#include "host/runtime/journal.h"
 #include "host/runtime/virtual_runtime.h"
 #include "host/sandbox/sandbox.h"
 #include "platform/file_util.h"
@@ -31,22 +30,17 @@ namespace {
 
 const std::string STATE = "/dev/workingset/monitor0/workingset.state";
 const std::string DATA = "/dev/workingset/monitor0/workingset.data";
+const std::string RECORDS = "/data/service/el1/public/ressched/workingset/";
 
 // 0, or the errno of the call that failed.
 int WriteFile(const std::string& path, const std::string& content) {
     return SaveStringToFile(path, content, false) ? 0 : errno;
 }
 
-class KernelFacilityTest : public ::testing::Test, private JournalSink {
+class KernelFacilityTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        Journal::GetInstance().AddSink(this);
-        Start();
-    }
-    void TearDown() override {
-        Stop();
-        Journal::GetInstance().RemoveSink(this);
-    }
+    void SetUp() override { Start(); }
+    void TearDown() override { Stop(); }
     void Start() {
         ASSERT_EQ(kernel_.Start(KERNEL_MOUNT_POINT), "");
         const auto error = ExposeKernelFiles();
@@ -56,16 +50,18 @@ protected:
         WithdrawKernelFiles();
         kernel_.Stop();
     }
+    // What is said of the scene's record when it is bound.
+    std::string StateOf(const std::string& scene) {
+        EXPECT_EQ(WriteFile(DATA, "1 2 " + scene + " " + RECORDS + scene), 0);
+        const std::string data = Read(DATA);
+        return data.substr(0, data.find('\n'));
+    }
     std::string Read(const std::string& path) {
         std::string content;
         return LoadStringFromFile(path, content) ? content : "errno " + std::to_string(errno);
     }
 
     KernelFacility kernel_;
-    std::vector<std::string> journal_;
-
-private:
-    void OnEntry(const JournalEntry& entry) override { journal_.push_back(ToJsonLine(entry)); }
 };
 
 TEST_F(KernelFacilityTest, EachWriteIsOneCommandWhateverItsOffset) {
@@ -82,36 +78,6 @@ TEST_F(KernelFacilityTest, EachWriteIsOneCommandWhateverItsOffset) {
     EXPECT_STREQ(realpath("/dev/workingset//workingset.dfxinfo", resolved), "/dev/workingset/workingset.dfxinfo");
     EXPECT_EQ(Read("/dev/workingset/monitor2/workingset.state"), "errno " + std::to_string(ENOENT));
     EXPECT_EQ(open("/dev/workingset/new", O_WRONLY | O_CREAT | O_CLOEXEC, 0600), -1);
-}
-
-TEST_F(KernelFacilityTest, RefusedWritesAreJournaledWithTheirErrno) {
-    EXPECT_EQ(WriteFile(STATE, "NONSENSE"), EINVAL);
-    EXPECT_EQ(WriteFile(STATE, "ABORT"), 0);
-    // The entries come on the facility's thread, which ends here.
-    Stop();
-    const std::vector<std::string> expected = {
-        R"({"t":0,"kind":"write","path":"/dev/workingset/monitor0/workingset.state","content":"NONSENSE","errno":"EINVAL"})",
-        R"({"t":0,"kind":"write","path":"/dev/workingset/monitor0/workingset.state","content":"ABORT"})",
-        R"({"t":0,"kind":"monitor","monitor":0,"state":"ABORT"})"};
-    std::vector<std::string> lines;
-    for (const std::string& line : journal_) {
-        lines.push_back("{\"t\":0" + line.substr(line.find(",\"kind\"")));
-    }
-    EXPECT_EQ(lines, expected);
-}
-
-TEST_F(KernelFacilityTest, FaultsReachTheCallerAsTheirErrno) {
-    kernel_.Faults().Set({{"/dev/workingset/monitor*/workingset.state", FileOperation::WRITE, EBUSY, 1, 2},
-                          {DATA, FileOperation::OPEN, EACCES, 0, 1},
-                          {DATA, FileOperation::READ, EIO, 0, 1}});
-    EXPECT_EQ(WriteFile(STATE, "INWORKING"), 0);
-    EXPECT_EQ(WriteFile(STATE, "PAUSED"), EBUSY);
-    EXPECT_EQ(WriteFile(STATE, "PAUSED"), EBUSY);
-    EXPECT_EQ(Read(STATE), "INWORKING");
-    EXPECT_EQ(WriteFile(STATE, "PAUSED"), 0);
-    EXPECT_EQ(Read(DATA), "errno " + std::to_string(EACCES));
-    EXPECT_EQ(Read(DATA), "errno " + std::to_string(EIO));
-    EXPECT_EQ(Read(DATA), "");
 }
 
 TEST_F(KernelFacilityTest, FoldersTellWhatIsInThem) {
@@ -147,18 +113,17 @@ TEST_F(KernelFacilityTest, AnswersComeLateOrWritesAreShort) {
 // A record is written into the file that is there, keeps its mode, and is found by the facility of the next boot; a
 // link in its place is not followed.
 TEST_F(KernelFacilityTest, RecordsAreKeptInExistingFilesOnly) {
-    const std::string folder = "/data/service/el1/public/ressched/workingset/com.a";
+    const std::string folder = RECORDS + "com.a";
     std::filesystem::create_directories(folder);
-    const auto collect = [](const std::string& name) {
-        const std::string scene = "com.a/" + name;
-        return WriteFile(DATA, "1 2 " + scene + " /data/service/el1/public/ressched/workingset/" + scene) +
-               WriteFile(STATE, "INWORKING") + WriteFile("/dev/workingset/monitor0/cgroup.procs", "2") +
-               WriteFile(STATE, "STOP");
-    };
     close(open((folder + "/there").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     close(open((folder + "/target").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     std::filesystem::create_symlink(folder + "/target", folder + "/link");
-    EXPECT_EQ(collect("there") + collect("missing") + collect("link"), 0);
+    for (const char* scene : {"com.a/there", "com.a/missing", "com.a/link"}) {
+        StateOf(scene);
+        EXPECT_EQ(WriteFile(STATE, "INWORKING"), 0);
+        EXPECT_EQ(WriteFile("/dev/workingset/monitor0/cgroup.procs", "2"), 0);
+        EXPECT_EQ(WriteFile(STATE, "STOP"), 0);
+    }
     EXPECT_EQ(std::filesystem::status(folder + "/there").permissions(), std::filesystem::perms{0600});
     EXPECT_FALSE(std::filesystem::exists(folder + "/missing"));
     EXPECT_EQ(std::filesystem::file_size(folder + "/target"), 0u);
@@ -167,12 +132,9 @@ TEST_F(KernelFacilityTest, RecordsAreKeptInExistingFilesOnly) {
     KernelFacility next;
     ASSERT_EQ(next.Start(KERNEL_MOUNT_POINT), "");
     ASSERT_FALSE(ExposeKernelFiles().has_value());
-    for (const auto& [name, state] : {std::pair{"there", "uptodate"}, {"missing", "absent"}, {"link", "absent"}}) {
-        const std::string scene = std::string("com.a/") + name;
-        WriteFile(DATA, "1 2 " + scene + " /data/service/el1/public/ressched/workingset/" + scene);
-        const std::string data = Read(DATA);
-        EXPECT_EQ(data.substr(0, data.find('\n')), std::string("RecordState:") + state) << name;
-    }
+    EXPECT_EQ(StateOf("com.a/there"), "RecordState:uptodate");
+    EXPECT_EQ(StateOf("com.a/missing"), "RecordState:absent");
+    EXPECT_EQ(StateOf("com.a/link"), "RecordState:absent");
     WithdrawKernelFiles();
     next.Stop();
 }
@@ -181,44 +143,38 @@ TEST_F(KernelFacilityTest, RecordsAreKeptInExistingFilesOnly) {
 // into the file, which clearRecord leaves alone. (c) A file that holds no record is none, however it was made so, and a
 // scene's name does not lead out of the folder.
 TEST_F(KernelFacilityTest, RecordFilesStandBehindTheCache) {
-    const std::string folder = "/data/service/el1/public/ressched/workingset/";
-    const std::string file = folder + "com.a/b";
-    const auto stateOf = [&](const std::string& scene) {
-        EXPECT_EQ(WriteFile(DATA, "1 2 " + scene + " " + folder + scene), 0);
-        const std::string data = Read(DATA);
-        return data.substr(0, data.find('\n'));
-    };
-    std::filesystem::create_directories(folder + "com.a");
+    const std::string file = RECORDS + "com.a/b";
+    std::filesystem::create_directories(RECORDS + "com.a");
     close(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
 
     SaveStringToFile(file, "workingset-record 1\npages 9\nolder\n");
-    EXPECT_EQ(stateOf("com.a/b"), "RecordState:older");
+    EXPECT_EQ(StateOf("com.a/b"), "RecordState:older");
     kernel_.SetRecord("com.a/b", RecordState::ABSENT);
     EXPECT_EQ(WriteFile("/dev/workingset/workingset.clearRecord", "com.a/b"), 0);
-    EXPECT_EQ(stateOf("com.a/b"), "RecordState:absent");
+    EXPECT_EQ(StateOf("com.a/b"), "RecordState:absent");
 
     kernel_.SetScenePages("com.a/b", 77);
     kernel_.SetRecord("com.a/b", RecordState::UPTODATE);
     EXPECT_EQ(WriteFile(STATE, "BACKUP"), 0);
     EXPECT_EQ(Read(file), "workingset-record 1\npages 77\n");
     EXPECT_EQ(WriteFile("/dev/workingset/workingset.clearRecord", "com.a/b"), 0);
-    EXPECT_EQ(stateOf("com.a/b"), "RecordState:uptodate");
+    EXPECT_EQ(StateOf("com.a/b"), "RecordState:uptodate");
 
     for (const std::string content : {"workingset-record 2\npages 9\n", "workingset-record 1\npages 0\n",
                                       "workingset-record 1\npages 9", "workingset-record 1\npages 9\nolder\n\n", ""}) {
         EXPECT_EQ(WriteFile("/dev/workingset/workingset.clearRecord", "com.a/b"), 0);
         EXPECT_TRUE(SaveStringToFile(file, content));
-        EXPECT_EQ(stateOf("com.a/b"), "RecordState:absent") << content;
+        EXPECT_EQ(StateOf("com.a/b"), "RecordState:absent") << content;
     }
     SaveStringToFile(file, "workingset-record 1\npages 9\n");
-    EXPECT_EQ(stateOf("com.a/../com.a/b"), "RecordState:absent");
+    EXPECT_EQ(StateOf("com.a/../com.a/b"), "RecordState:absent");
 }
 
 // The first 4096 bytes once were the record, whatever came behind them.
 TEST(RecordFileTest, FileThatIsLongerThanAnyRecordHoldsNone) {
-    const std::string path = "/data/service/el1/public/ressched/workingset/record";
+    const std::string path = RECORDS + "record";
     const std::string head = "workingset-record 1\npages ";
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::filesystem::create_directories(RECORDS);
     std::ofstream(path) << head << std::string(4096 - head.size() - 3, '0') << "7\n";
     EXPECT_TRUE(LoadRecordFile(path).has_value());
     std::ofstream(path) << head << std::string(4096 - head.size() - 2, '0') << "7\nand more";

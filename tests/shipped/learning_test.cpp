@@ -12,6 +12,7 @@
 
 #include "host/replay/published_sets.h"
 #include "tests/shipped/host_runner.h"
+#include "tests/top_scene/raw_database.h"
 
 namespace ZYRA::Host {
 namespace {
@@ -54,18 +55,13 @@ protected:
     // What was counted and not yet learned, by the page's name.
     Counts StoredCounts() const {
         Counts counts;
-        sqlite3* database = nullptr;
-        EXPECT_EQ(sqlite3_open_v2(Database().c_str(), &database, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
-        const auto addRow = [](void* to, int /*columns*/, char** values, char** /*names*/) {
-            (*static_cast<Counts*>(to))[values[0]] = std::stoi(values[1]);
-            return 0;
-        };
-        EXPECT_EQ(sqlite3_exec(database,
-                               "SELECT replace(scene_name, 'com.example.mail/EntryAbility.', ''), launched_count "
-                               "FROM temp_scene_table",
-                               addRow, &counts, nullptr),
-                  SQLITE_OK);
-        sqlite3_close(database);
+        ResourceSchedule::RawDatabase(Database())
+            .ForEachRow(
+                "SELECT replace(scene_name, 'com.example.mail/EntryAbility.', ''), launched_count FROM "
+                "temp_scene_table",
+                [&counts](sqlite3_stmt* row) {
+                    counts[ResourceSchedule::RawDatabase::Text(row, 0)] = sqlite3_column_int(row, 1);
+                });
         return counts;
     }
 

@@ -11,23 +11,16 @@ namespace {
 
 constexpr uint64_t ROM_BYTES = 128ULL << 30;
 
-class SandboxEnvironment final : public ::testing::Environment {
-public:
-    void SetUp() override {
-        const auto error = ZYRA::Host::EnterSandbox({ROM_BYTES, ""});
-        if (error.has_value()) {
-            GTEST_SKIP() << *error;
-        }
-    }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     // Listing the tests must work anywhere.
-    if (!GTEST_FLAG_GET(list_tests)) {
-        ::testing::AddGlobalTestEnvironment(new SandboxEnvironment());
+    const auto refusal = GTEST_FLAG_GET(list_tests) ? std::nullopt : ZYRA::Host::EnterSandbox({ROM_BYTES, ""});
+    if (refusal) {
+        // As ctest knows a skipped test: the library would take a program without a test for one that has passed.
+        std::cout << "[  SKIPPED ] there is no sandbox: " << *refusal << '\n';
+        return 0;
     }
     return RUN_ALL_TESTS();
 }

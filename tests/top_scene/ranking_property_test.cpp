@@ -51,6 +51,19 @@ protected:
         Sql(sql);
     }
 
+    // The scenes that can be in a set, and the names of the others.
+    static std::pair<std::vector<StoredScene>, Names> Split(const LearningState& table, const std::string& missing) {
+        std::pair<std::vector<StoredScene>, Names> parts;
+        for (const StoredScene& scene : table.scenes) {
+            if (scene.isDeleted || scene.bundle == missing) {
+                parts.second.insert(scene.Name());
+            } else {
+                parts.first.push_back(scene);
+            }
+        }
+        return parts;
+    }
+
     // What must hold of the set chosen from the `active` scenes, which are given with their flags of before.
     static void CheckSet(const std::vector<StoredScene>& active, size_t topN, const Names& set) {
         size_t eligible = 0;
@@ -95,15 +108,7 @@ RC_GTEST_FIXTURE_PROP(RankingPropertyTest, StartPublishesTheBestOfTheActiveScene
     Store(table);
     callback_->decayed.reset();
     Start();
-    std::vector<StoredScene> active;
-    Names others;
-    for (const StoredScene& scene : table.scenes) {
-        if (scene.isDeleted) {
-            others.insert(scene.Name());
-        } else {
-            active.push_back(scene);
-        }
-    }
+    const auto [active, others] = Split(table, "");
     RC_ASSERT(callback_->published.has_value());
     CheckSet(active, topN, *callback_->published);
     CheckFlags(table.scenes, *callback_->published, others);
@@ -123,16 +128,7 @@ RC_GTEST_FIXTURE_PROP(RankingPropertyTest, TrainingPublishesTheBestAndNamesThose
     const LearningState stored = ReadState(DATABASE, nullptr);
     const LearningState expected = TrainingModel::WithLaunches(table, table.temp.size());
     RC_ASSERT(TrainingModel::HaveSameCounts(stored, expected));
-    std::vector<StoredScene> active;
-    Names others;
-    for (const StoredScene& scene : expected.scenes) {
-        if (scene.isDeleted || scene.bundle == "gone") {
-            others.insert(scene.Name());
-        } else {
-            active.push_back(scene);
-        }
-    }
-
+    const auto [active, others] = Split(expected, "gone");
     for (const StoredScene& scene : stored.scenes) {
         RC_ASSERT(scene.isDeleted == others.contains(scene.Name()));
     }

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <functional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -50,20 +49,6 @@ TEST_F(TopSceneDatabaseTest, HistoryStartsWithTheFileAndSurvivesReopening) {
     EXPECT_EQ(time_, 5000000000);
 }
 
-TEST_F(TopSceneDatabaseTest, LaunchesAddUpByName) {
-    Open();
-    EXPECT_EQ(database_->AddTempScene({{"a/b", 2}}), 0);
-    EXPECT_EQ(database_->AddTempScene({{"a/b", 2}, {"a/c", 1}, {"no slash", 7}}), 0);
-    EXPECT_EQ(database_->AddTempScene({}), 0);
-    EXPECT_EQ(Raw().Rows(TEMP_ROWS), (Lines{"a/b|4", "a/c|1", "no slash|7"}));
-    EXPECT_EQ(database_->QueryAllTempScene(tempScenes_), 0);
-    ASSERT_EQ(tempScenes_.size(), 3u);
-    EXPECT_EQ(database_->UpsertTopScene(tempScenes_), 0);
-    EXPECT_EQ(Raw().Rows(TOP_ROWS), (Lines{"a|b|4|4.0|0|0", "a|c|1|1.0|0|0"}));
-    EXPECT_EQ(database_->DeleteAllTempScene(), 0);
-    EXPECT_EQ(Raw().Rows(TEMP_ROWS), Lines());
-}
-
 TEST_F(TopSceneDatabaseTest, NameIsSplitAtItsFirstSlash) {
     const struct {
         const char* name;
@@ -81,17 +66,6 @@ TEST_F(TopSceneDatabaseTest, NameIsSplitAtItsFirstSlash) {
         EXPECT_EQ(bundle, row.bundle) << row.name;
         EXPECT_EQ(scene, row.scene) << row.name;
     }
-}
-
-TEST_F(TopSceneDatabaseTest, TrainingDataDecaysBeforeTheNewLaunchesEnter) {
-    Open();
-    Raw().Run(
-        "INSERT INTO top_scene_table VALUES (1, 'a', 'b', 10, 10, 1, 0), (2, 'gone', 'x', 10, 10, 0, 1);"
-        "INSERT INTO temp_scene_table VALUES ('a/b', 3), ('gone/x', 1), ('left out', 9), ('new/', 2)");
-    EXPECT_EQ(database_->QueryAllTempScene(tempScenes_), 0);
-    EXPECT_EQ(database_->UpdateTopSceneData(FACTOR, tempScenes_), 0);
-    EXPECT_EQ(Raw().Rows(TOP_ROWS), (Lines{"a|b|13|12.00324|1|0", "gone|x|11|10.00324|0|1", "new||2|2.0|0|0"}));
-    EXPECT_EQ(Raw().Rows(TEMP_ROWS), Lines());
 }
 
 TEST_F(TopSceneDatabaseTest, BundleStatusMarksEveryRowOfTheBundle) {
@@ -116,64 +90,6 @@ TEST_F(TopSceneDatabaseTest, BundleStatusMarksEveryRowOfTheBundle) {
     EXPECT_EQ(database_->UpdateTopSceneBundleStatus("unknown", false), 0);
 }
 
-TEST_F(TopSceneDatabaseTest, StatementsAreLoggedCharacterForCharacter) {
-    Open();
-    const TopSceneDatabase& database = *database_;
-    const std::unordered_map<std::string, int> counts = {{"a/b", 1}};
-    const std::vector<TempSceneRecord> scenes = {{1, "a/b"}};
-    const std::string byId = " WHERE [top_scene_id] = ?";
-    const struct {
-        std::function<int()> operation;
-        std::string line;
-    } rows[] = {
-        {[&] { return database.Query(rows_, "temp_scene_table", {}, "", {}); },
-         "D querySql: SELECT * FROM temp_scene_table"},
-        {[&] { return database.Update("temp_scene_table", OneColumn(), "", {}); },
-         "D update: UPDATE temp_scene_table SET launched_count=?"},
-        {[&] { return database.QueryTrainStatus(times_, time_); },
-         "D querySql: SELECT * FROM train_history_table WHERE train_history_id=?"},
-        {[&] { return database.UpdateTrainStatus(1, 2); },
-         "D update: UPDATE train_history_table SET last_train_time=?, train_times=? WHERE train_history_id=?"},
-        {[&] { return database.AddTempScene(counts); },
-         "D upsertSql: INSERT INTO [temp_scene_table] ([scene_name], [launched_count]) VALUES(?, ?) ON CONFLICT "
-         "([scene_name]) DO UPDATE SET [launched_count] = [launched_count] + ?"},
-        {[&] { return database.UpdateOriginDecayLaunchCnt(FACTOR); },
-         "D updateSql: UPDATE [top_scene_table] SET [decay_launched_count] = ? * [decay_launched_count]"},
-        {[&] { return database.UpsertTopScene(scenes); },
-         "D upsertSql: INSERT INTO [top_scene_table] ([bundle_name], [app_intra_scene_name], [launched_count], "
-         "[decay_launched_count]) VALUES(?, ?, ?, ?) ON CONFLICT ([bundle_name], [app_intra_scene_name]) DO UPDATE SET "
-         "[launched_count] = [launched_count] + ?, [decay_launched_count] = [decay_launched_count] + ?"},
-        {[&] { return database.QueryActiveTopScene(topScenes_); },
-         "D querySql: SELECT * FROM top_scene_table WHERE is_deleted=?"},
-        {[&] { return database.UpdateTopSceneDeletedStatus({1}); },
-         "D updateSql: UPDATE [top_scene_table] SET [is_deleted] = ?" + byId},
-        {[&] { return database.UpdateTopSceneIsTopStatus(topScenes_); },
-         "D updateSql: UPDATE [top_scene_table] SET [is_top_scene] = ?" + byId},
-        {[&] { return database.DeleteTopScene({1}); }, "D deleteSql: DELETE FROM [top_scene_table]" + byId},
-    };
-    for (const auto& row : rows) {
-        logs_.Take();
-        EXPECT_EQ(row.operation(), 0) << row.line;
-        EXPECT_EQ(logs_.Take(), Lines{row.line});
-    }
-}
-
-TEST_F(TopSceneDatabaseTest, QueryTextsJoinWhatTheyAreGiven) {
-    const struct {
-        std::vector<std::string> columns;
-        const char* where;
-        const char* sql;
-    } rows[] = {
-        {{}, "", "SELECT * FROM t"},
-        {{"a"}, "", "SELECT a FROM t"},
-        {{"a", "[b]"}, "a=? AND b=?", "SELECT a, [b] FROM t WHERE a=? AND b=?"},
-        {{}, "1", "SELECT * FROM t WHERE 1"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(TopSceneDatabase::CreatePreparedQuerySql("t", row.columns, row.where), row.sql);
-    }
-}
-
 TEST_F(TopSceneDatabaseTest, GenericOperationsBindTheirValuesBeforeTheirConditions) {
     Open();
     Raw().Run("INSERT INTO temp_scene_table VALUES ('a/b', 1), ('a/c', 2), ('a/d', 3)");
@@ -185,11 +101,12 @@ TEST_F(TopSceneDatabaseTest, GenericOperationsBindTheirValuesBeforeTheirConditio
               0);
     EXPECT_EQ(database_->Delete("temp_scene_table", "launched_count>=? AND launched_count<?", {int32_t{3}, 4.5}), 0);
     EXPECT_EQ(Raw().Rows(TEMP_ROWS), (Lines{"a/b|1", "z/z|9"}));
-    EXPECT_EQ(database_->Query(rows_, "temp_scene_table", {"scene_name"}, "launched_count=?", {int32_t{9}}), 0);
-    ASSERT_EQ(rows_.size(), 1u);
-    EXPECT_EQ(rows_[0].GetAllKeyValue().size(), 1u);
-    EXPECT_EQ(rows_[0].GetString("scene_name"), "z/z");
     logs_.Take();
+    EXPECT_EQ(database_->Query(rows_, "temp_scene_table", {"scene_name", "2"}, "launched_count=?", {int32_t{9}}), 0);
+    EXPECT_EQ(logs_.Take(), Lines{"D querySql: SELECT scene_name, 2 FROM temp_scene_table WHERE launched_count=?"});
+    ASSERT_EQ(rows_.size(), 1u);
+    EXPECT_EQ(rows_[0].GetAllKeyValue().size(), 2u);
+    EXPECT_EQ(rows_[0].GetString("scene_name"), "z/z");
     EXPECT_EQ(database_->Update("", values, "", {}), -1);
     EXPECT_EQ(database_->Update("temp_scene_table", ValuesBucket(), "", {}), -1);
     EXPECT_EQ(logs_.Take(), Lines()) << "nothing reached the database";
@@ -198,24 +115,24 @@ TEST_F(TopSceneDatabaseTest, GenericOperationsBindTheirValuesBeforeTheirConditio
     // The rows before the one that fails stay.
     EXPECT_EQ(database_->Query(rows_, "temp_scene_table", {"abs(launched_count - 9 + ?)"}, "", {INT64_MIN}), -1);
     EXPECT_EQ(rows_.size(), 2u);
+    EXPECT_EQ(database_->Update("temp_scene_table", OneColumn(), "", {}), 0);
+    EXPECT_EQ(Raw().Rows(TEMP_ROWS), (Lines{"a/b|1", "z/z|1"})) << "of every row";
 }
 
 TEST_F(TopSceneDatabaseTest, HostileNamesAreOnlyNames) {
     Open();
-    const std::string names[] = {
-        "a/it's",
-        "a/\"quoted\"",
-        "a/[x]]`",
-        "a/'); DROP TABLE top_scene_table; --",
-        "a/?1 :name @name $name",
-        "a/%s%n{public}",
-        "a/line\nfeed\r\t",
-        "a/\xff\xc0\x80\xed\xa0\x80",
-        "a/" + std::string(4096, 'n'),
-        std::string(4096, 'b') + "/",
-        "a/..///../../etc",
-        " / ",
-    };
+    std::vector<std::string> names = {"a/it's",
+                                      "a/\"quoted\"",
+                                      "a/[x]]`",
+                                      "a/'); DROP TABLE top_scene_table; --",
+                                      "a/?1 :name @name $name",
+                                      "a/%s%n{public}",
+                                      "a/line\nfeed\r\t",
+                                      "a/\xff\xc0\x80\xed\xa0\x80",
+                                      "a/..///../../etc",
+                                      " / "};
+    names.push_back("a/" + std::string(4096, 'n'));
+    names.push_back(std::string(4096, 'b') + "/");
     std::unordered_map<std::string, int> scenes;
     for (const std::string& name : names) {
         scenes[name] = static_cast<int>(scenes.size()) + 1;
@@ -257,11 +174,6 @@ TEST_F(TopSceneDatabaseTest, RowWithoutItsColumnsGivesTheFallbacks) {
     EXPECT_EQ(top.decayLaunchedCount, -1.0);
     EXPECT_TRUE(top.isTopScene);
     EXPECT_TRUE(top.isDeleted);
-    TrainHistoryRecord history;
-    TrainHistoryRecord::TranslateToTopSceneRecord(ValuesBucket(), history);
-    EXPECT_EQ(history.trainHistoryId, -1);
-    EXPECT_EQ(history.trainTimes, -1);
-    EXPECT_EQ(history.lastTrainTime, -1);
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 // A training whose every call to the file system fails once, or fails from then on.
 
-#include <map>
-
 #include "tests/top_scene/training_points_test.h"
 
 namespace ZYRA::ResourceSchedule {
@@ -39,19 +37,7 @@ protected:
         EXPECT_FALSE(std::filesystem::exists(JOURNAL));
     }
 
-    // What the points led to, so that one can see which states have been met.
-    void Tally(const LearningState& after) {
-        const auto count = [this](const char* outcome, bool applies) { outcomes_[outcome] += applies ? 1 : 0; };
-        count("not trained", !traces_.published.has_value());
-        count("some launches not read", traces_.missedTempRows && traces_.published.has_value());
-        count("some scenes not read", traces_.missedScenes);
-        count("launches still there", !after.temp.empty());
-        count("history old", after.trainTimes == TRAIN_TIMES);
-        count("nothing changed", after == before_);
-    }
-
     TrainingTraces traces_;
-    std::map<std::string, uint64_t> outcomes_;
 };
 
 // For N = 1, 2, 3 ... until a training passes untouched:
@@ -61,6 +47,8 @@ protected:
 // (d) the fault is gone: the next training, on the connection that saw it or on a new one, does all that it should.
 TEST_P(TrainingFaultTest, LeavesEachTransactionOldOrNew) {
     uint64_t points = 0;
+    uint64_t partlyTrained = 0;
+    uint64_t partlyRanked = 0;
     bool hasStruck = true;
     for (uint64_t point = 1; hasStruck; point += POINT_STRIDE) {
         SCOPED_TRACE("call " + std::to_string(point));
@@ -74,7 +62,8 @@ TEST_P(TrainingFaultTest, LeavesEachTransactionOldOrNew) {
         }
         if (hasStruck) {
             ++points;
-            Tally(after);
+            partlyTrained += traces_.missedTempRows && traces_.published.has_value() ? 1 : 0;
+            partlyRanked += traces_.missedScenes ? 1 : 0;
         } else {
             EXPECT_EQ(after, model_.Train(before_, TRAIN_TIMES + 1, Now()));
         }
@@ -83,14 +72,10 @@ TEST_P(TrainingFaultTest, LeavesEachTransactionOldOrNew) {
     }
     EXPECT_GT(points, 5u);
     if (POINT_STRIDE == 1 && (GetParam().plan.calls & Host::FILE_READ) != 0) {
-        EXPECT_GT(outcomes_["some launches not read"], 0u)
-            << "no training went on with the launches that it could read";
-        EXPECT_GT(outcomes_["some scenes not read"], 0u);
+        EXPECT_GT(partlyTrained, 0u) << "no training went on with the launches that it could read";
+        EXPECT_GT(partlyRanked, 0u);
     }
     Report(GetParam().name, points);
-    for (const auto& [outcome, count] : outcomes_) {
-        std::cout << "    " << outcome << ": " << count << "\n";
-    }
 }
 
 constexpr uint32_t CHANGES = Host::FILE_WRITE | Host::FILE_TRUNCATE | Host::FILE_SYNC | Host::FILE_DELETE;

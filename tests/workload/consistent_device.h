@@ -12,6 +12,15 @@
 
 namespace ZYRA::Host {
 
+// The device that a made scenario comes with.
+inline DeviceModel ModelOf(const nlohmann::json& document) {
+    InputError error;
+    const auto located = ParseLocatedJson("d.json", document.dump(), 1, error);
+    DeviceModel model;
+    ApplyDevicePatch(JsonNode(*located), DevicePhase::DESCRIBING, model);
+    return model;
+}
+
 // Walks through a scenario with its device and compares what happens with what the device knows at that moment.
 class ConsistentDevice {
 public:

@@ -35,20 +35,13 @@ struct Imported {
     nlohmann::json device;
 };
 
-DeviceModel ModelOf(const nlohmann::json& document) {
-    InputError error;
-    const auto located = ParseLocatedJson("d.json", document.dump(), 1, error);
-    DeviceModel model;
-    ApplyDevicePatch(JsonNode(*located), DevicePhase::DESCRIBING, model);
-    return model;
-}
-
-// The steps in short, with the seconds since the first row for what the log decides.
+// The steps in short, with the seconds since the first row for what the log decides. "com.example." is left out.
 std::string Story(const Imported& imported) {
     InputError error;
     const auto scenario = ParseScenario("s.jsonl", imported.text, error);
+    EXPECT_TRUE(scenario.has_value()) << error.Text();
     if (!scenario) {
-        return error.Text();
+        return "";
     }
     EXPECT_EQ(ConsistentDevice(ModelOf(imported.device)).Walk(scenario->steps), "");
     std::string story;
@@ -72,7 +65,8 @@ std::string Story(const Imported& imported) {
                 story += event.value == 0 ? page + ", " : "";
                 break;
             case 27:
-                story += at + (event.value == 1 ? " cold " : " warm ") + event.payload.value("bundleName", "") + ", ";
+                story += at + (event.value == 1 ? " cold " : " warm ") +
+                         event.payload.value("bundleName", "").substr(12) + ", ";
                 break;
             default:
                 break;
@@ -87,45 +81,39 @@ TEST(UsageImportTest, RowsBecomeStartsPagesAndScreens) {
     const struct {
         const char* condition;
         std::vector<UsageRow> rows;
-        std::string story;
+        std::string story;  // After the start of the first row.
     } rows[] = {
-        {"one row", {Row(0, a)}, "0 on, 0 cold com.example.a, pages/Index, 60 off, "},
-        {"with a duration", {Row(0, a, 7000)}, "0 on, 0 cold com.example.a, pages/Index, 7 off, "},
-        {"with a page", {Row(0, a, 7000, "x/y")}, "0 on, 0 cold com.example.a, pages/Index, touch, x/y, 7 off, "},
-        {"with the page that a start shows",
-         {Row(0, a, 7000, "pages/Index")},
-         "0 on, 0 cold com.example.a, pages/Index, 7 off, "},
+        {"one row", {Row(0, a)}, "60 off, "},
+        {"with a duration", {Row(0, a, 7000)}, "7 off, "},
+        {"with a page", {Row(0, a, 7000, "x/y")}, "touch, x/y, 7 off, "},
+        {"with the page that a start shows", {Row(0, a, 7000, "pages/Index")}, "7 off, "},
         {"returning, and the same application in front",
          {Row(0, a), Row(20000, b), Row(40000, a, {}, "p"), Row(50000, a, {}, "q"), Row(60000, a)},
-         "0 on, 0 cold com.example.a, pages/Index, 20 cold com.example.b, pages/Index, "
-         "40 warm com.example.a, touch, p, touch, q, touch, pages/Index, 120 off, "},
+         "20 cold b, pages/Index, 40 warm a, touch, p, touch, q, touch, pages/Index, 120 off, "},
         {"the next row within ten minutes",
          {Row(0, a), Row(10 * MINUTE_MS, b, 0)},
-         "0 on, 0 cold com.example.a, pages/Index, 600 cold com.example.b, pages/Index, 600 off, "},
+         "600 cold b, pages/Index, 600 off, "},
         {"the next row after more than ten minutes",
          {Row(0, a), Row(10 * MINUTE_MS + 1, a, 5000)},
-         "0 on, 0 cold com.example.a, pages/Index, 60 off, 600 on, 600 warm com.example.a, touch, pages/Index, 605 "
-         "off, "},
+         "60 off, 600 on, 600 warm a, touch, pages/Index, 605 off, "},
         {"the next row within a minute of the end",
          {Row(0, a, 5000), Row(65000, b, 0)},
-         "0 on, 0 cold com.example.a, pages/Index, 65 cold com.example.b, pages/Index, 65 off, "},
+         "65 cold b, pages/Index, 65 off, "},
         {"the next row more than a minute after the end",
          {Row(0, a, 5000), Row(65001, b, 9000)},
-         "0 on, 0 cold com.example.a, pages/Index, 5 off, 65 on, 65 cold com.example.b, pages/Index, 74 off, "},
+         "5 off, 65 on, 65 cold b, pages/Index, 74 off, "},
         {"a duration beyond the next row",
          {Row(0, a, HOUR_MS), Row(20000, b, 9000)},
-         "0 on, 0 cold com.example.a, pages/Index, 20 cold com.example.b, pages/Index, 29 off, "},
+         "20 cold b, pages/Index, 29 off, "},
         {"a pause of nearly three hours",
          {Row(0, a, 0), Row(3 * HOUR_MS - 1, b, 9000)},
-         "0 on, 0 cold com.example.a, pages/Index, 0 off, 10799 on, 10799 cold com.example.b, pages/Index, 10808 "
-         "off, "},
+         "0 off, 10799 on, 10799 cold b, pages/Index, 10808 off, "},
         {"a pause of three hours",
          {Row(0, a, 0), Row(3 * HOUR_MS, b, 9000)},
-         "0 on, 0 cold com.example.a, pages/Index, 0 plugs in, 0 off, 10800 on, 10800 unplugs, "
-         "10800 cold com.example.b, pages/Index, 10809 off, "},
+         "0 plugs in, 0 off, 10800 on, 10800 unplugs, 10800 cold b, pages/Index, 10809 off, "},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(Story(Imported(row.rows)), row.story) << row.condition;
+        EXPECT_EQ(Story(Imported(row.rows)), "0 on, 0 cold a, pages/Index, " + row.story) << row.condition;
     }
 }
 
@@ -136,8 +124,7 @@ TEST(UsageImportTest, TheProcessOfTheApplicationLongestUnusedIsKilled) {
         rows.push_back(Row(static_cast<int64_t>(rows.size()) * 5000, "com.example.a" + std::to_string(app)));
     }
     const std::string story = Story(Imported(rows));
-    for (const char* start : {"50 warm com.example.a0, ", "55 cold com.example.a10, ", "60 warm com.example.a0, ",
-                              "65 warm com.example.a2, ", "70 cold com.example.a1, "}) {
+    for (const char* start : {"50 warm a0, ", "55 cold a10, ", "60 warm a0, ", "65 warm a2, ", "70 cold a1, "}) {
         EXPECT_NE(story.find(start), std::string::npos) << start << story;
     }
 }
@@ -148,11 +135,7 @@ TEST(UsageImportTest, RowsOfOneMomentFollowEachOther) {
     for (int row = 0; row < 200; ++row) {
         rows.push_back(Row(0, "com.example.a" + std::to_string(row % 13), 0, "p" + std::to_string(row % 3)));
     }
-    InputError error;
-    const Imported imported(rows);
-    const auto scenario = ParseScenario("s.jsonl", imported.text, error);
-    ASSERT_TRUE(scenario.has_value()) << error.Text();
-    EXPECT_EQ(ConsistentDevice(ModelOf(imported.device)).Walk(scenario->steps), "");
+    EXPECT_TRUE(Story(Imported(rows)).ends_with("off, "));
 }
 
 TEST(UsageImportTest, LabelsAreToldInTheScenarioAndScenesInTheModel) {
