@@ -172,5 +172,14 @@ TEST_F(CliTest, TellsWhoWasLimitedAsTheReadmeShows) {
     EXPECT_GT(lines, 5u);
 }
 
+// In real time the shutdown has a thread of its own.
+TEST_F(CliTest, AShutdownInRealTimeIsOverBeforeThePluginIsDisabled) {
+    const std::string scenario = Write("s.jsonl", "{\"t\":500,\"shutdown\":true}\n{\"plugin\":\"disable\"}\n");
+    const auto [status, output] =
+        RunHost("replay " + scenario + " --real-time --settle 0 --journal - --log-level DEBUG");
+    EXPECT_EQ(status, 0) << output;
+    EXPECT_NE(output.find("\"kind\":\"shutdown\",\"callbacks\":1"), std::string::npos) << output;
+}
+
 }  // namespace
 }  // namespace ZYRA::Host
