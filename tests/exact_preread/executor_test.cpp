@@ -116,7 +116,7 @@ TEST_F(ExecutorTest, DetachStopsAtTheFirstProcessThatCannotBeMoved) {
     EXPECT_EQ(ReadFile("/dev/workingset/monitor1/cgroup.procs"), "13\n14\n");
 }
 
-// Only a scene that came to a regular pause is kept by a forced stop.
+// Only a scene that came to a regular pause is kept by a forced stop, and only one that is still paused goes on.
 TEST_F(ExecutorTest, ForcedStopKeepsOnlyWhatWasPaused) {
     for (const auto& [task, word] : {std::pair{WorkTask::PAUSE_COLLECT, "STOP"}, {WorkTask::COLLECT, "ABORT"}}) {
         Run(CMD_START_APP_STARTUP_COLLECT);
@@ -127,6 +127,11 @@ TEST_F(ExecutorTest, ForcedStopKeepsOnlyWhatWasPaused) {
         SetRecord("absent");
         Bind(WorkTask::COLLECT);
     }
+    Run(CMD_START_APP_STARTUP_COLLECT);
+    Run(CMD_PAUSE_COLLECT);
+    SetMonitor("0", "INWORKING");
+    EXPECT_EQ(Run(CMD_CONTINUE_APP_STARTUP_COLLECT),
+              (Effects{"cgroup.procs <- 42", "monitor0/workingset.state <- ABORT"}));
 }
 
 TEST_F(ExecutorTest, FourthBusyReadingTakesTheFirstMonitorOver) {
