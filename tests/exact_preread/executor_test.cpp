@@ -79,32 +79,6 @@ TEST_F(ExecutorTest, CollectPauseAndStopLeaveAFreeMonitor) {
     EXPECT_EQ(work_->monitorIdx, -1);
 }
 
-TEST_F(ExecutorTest, RecordStateDecidesWhatAPageStartDoes) {
-    const Effects bind = {"monitor0/workingset.data <- " + SCENE_LINE};
-    const std::string request = R"(request 8/0 {"appPid":"42","extType":"1010","index":"0"})";
-    const std::string inWorking = "monitor0/workingset.state <- INWORKING";
-    const Effects collect = {"monitor0/workingset.clearYoung <- 42", "monitor0/cgroup.procs <- 42"};
-    const struct {
-        std::string record;
-        Effects effects;
-        int workState;
-    } rows[] = {
-        {"absent", {bind[0], inWorking, collect[0], collect[1]}, WORK_BOUND | WORK_COLLECTING},
-        {"uptodate", {bind[0], request, inWorking}, WORK_BOUND | WORK_PREREADING},
-        {"older",
-         {bind[0], request, inWorking, collect[0], collect[1]},
-         WORK_BOUND | WORK_PREREADING | WORK_COLLECTING},
-    };
-    for (const auto& row : rows) {
-        SetRecord(row.record);
-        EXPECT_EQ(Run(CMD_START_APP_INTRA_PREREAD_COLLECT), row.effects) << row.record;
-        EXPECT_EQ(work_->workState, row.workState) << row.record;
-        executor_->ForceStopCurrentWork();
-        EXPECT_EQ(TakeEffects().back(), "monitor0/workingset.state <- ABORT") << row.record;
-        Bind(WorkTask::COLLECT);
-    }
-}
-
 TEST_F(ExecutorTest, DetachStopsAtTheFirstProcessThatCannotBeMoved) {
     for (const std::string pid : {"12", "13", "14"}) {
         ASSERT_TRUE(SaveStringToFile("/dev/workingset/monitor1/cgroup.procs", pid, false));

@@ -42,6 +42,7 @@ constexpr char COLLECT_FAILS[] = "str: Start_app_start_up_collect failed.";
 constexpr char PAGE_FAILS[] = "str: Start_app_instra_preread_collect failed.";
 constexpr char PAUSE_FAILS[] = "str: Pause_collect failed.";
 constexpr char STOP_FAILS[] = "str: Stop_current failed.";
+constexpr char ABORT_FAILS[] = "str: Abort_current failed.";
 
 Accesses Joined(std::initializer_list<Accesses> parts) {
     Accesses all;
@@ -66,6 +67,11 @@ const Accesses STOPPING = {
     {"cgroup.procs", "write", Then::ENDS, STOP_FAILS, {}, DETACH_AND_ABORT},
     {"monitor0/workingset.state", "write", Then::ENDS, STOP_FAILS, {}, ABORT},
 };
+const Accesses ABORTING = {
+    {"monitor0/cgroup.procs", "read", Then::ENDS, ABORT_FAILS, {}, DETACH_AND_ABORT},
+    {"cgroup.procs", "write", Then::ENDS, ABORT_FAILS, {}, DETACH_AND_ABORT},
+    {"monitor0/workingset.state", "write", Then::ENDS, ABORT_FAILS, {}, ABORT},
+};
 const Accesses PREREADING = {{"workingset.dfxerror", "read", Then::GOES_ON},
                              {"monitor0/workingset.state", "write", Then::ENDS, PREREAD_FAILS, ABORT}};
 const Accesses SERVING_A_PAGE = {{"workingset.dfxerror", "read", Then::GOES_ON},
@@ -81,7 +87,16 @@ const Accesses REPORT = {{"workingset.dfxinfo", "read", Then::ENDS, "failed to r
                          {"workingset.dfxinfo", "write", Then::ENDS, "failed to reset dfxinfo"}};
 const Accesses BACKUP = {{"monitor0/workingset.state", "write", Then::GOES_ON, "backup all records in cache failed."}};
 
-enum class Way { COLD_START, COLD_START_WITH_RECORD, PAGE, FORCED_STOP, SHUTDOWN, DUMP, FORGOTTEN_SCENE };
+enum class Way {
+    COLD_START,
+    COLD_START_WITH_RECORD,
+    TIMED_OUT_START,
+    PAGE,
+    FORCED_STOP,
+    SHUTDOWN,
+    DUMP,
+    FORGOTTEN_SCENE
+};
 
 struct Path {
     const char* name;
@@ -93,6 +108,7 @@ const Path PATHS[] = {
     {"cold start", Way::COLD_START, Joined({Binding(PREREAD_FAILS), COLLECTING, STOPPING})},
     {"cold start with a record", Way::COLD_START_WITH_RECORD,
      Joined({Binding(PREREAD_FAILS), PREREADING, COLLECTING, STOPPING})},
+    {"start without a page", Way::TIMED_OUT_START, Joined({Binding(PREREAD_FAILS), COLLECTING, ABORTING})},
     {"page", Way::PAGE, Joined({Binding(PAGE_FAILS), SERVING_A_PAGE, STOPPING})},
     {"forced stop and start", Way::FORCED_STOP,
      Joined({STOPPING_BY_FORCE, Binding(PREREAD_FAILS), COLLECTING, STOPPING})},
@@ -169,7 +185,7 @@ protected:
 
     // The device as it is before each point: idle, and what was recorded gone, or older.
     void Prepare(Way way) {
-        const bool isFirst = way == Way::COLD_START || way == Way::FORCED_STOP;
+        const bool isFirst = way != Way::COLD_START_WITH_RECORD && way != Way::PAGE;
         nlohmann::json scenes;
         for (const char* scene : {"com.example.mail/com.example.mail", "com.example.mail/EntryAbility.pages.Index"}) {
             scenes[scene] = {{"record", isFirst ? "absent" : "older"}};
@@ -185,10 +201,14 @@ protected:
         TakeEffects();
     }
     Effects Take(Way way) {
+        Effects effects;
         switch (way) {
             case Way::COLD_START:
             case Way::COLD_START_WITH_RECORD:
                 return ColdStart(mail_);
+            case Way::TIMED_OUT_START:
+                effects = StartProcess(mail_);
+                break;
             case Way::PAGE:
                 PluginOnDeviceTest::Send(RES_TYPE_USER_INPUT, 1, {});
                 RunFor(10);
@@ -208,8 +228,9 @@ protected:
                     std::make_shared<std::vector<std::string>>(std::vector<std::string>{"com.example.mail/page"}));
                 break;
         }
-        RunFor(0);
-        return TakeEffects();
+        RunFor(20000);
+        Append(effects, TakeEffects());
+        return effects;
     }
 
     // What the path does when one operation of the access goes wrong, made of what it does when none does.
