@@ -11,7 +11,6 @@
 #include <malloc.h>
 
 #include <CLI/CLI.hpp>
-#include <array>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string_view>
 
 #include "exact_preread/retry_on_eintr.h"
 #include "exact_preread/workingset_paths.h"

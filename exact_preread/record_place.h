@@ -3,7 +3,6 @@
 #include <sys/types.h>
 
 #include <string>
-#include <string_view>
 
 #include "exact_preread/unique_fd.h"
 

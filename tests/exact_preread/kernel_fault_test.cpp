@@ -1,8 +1,6 @@
 // Every operation on a file of the facility goes wrong once: those of a start, a page, a forced stop, a shutdown, a
 // dump, and of a scene that is forgotten.
 
-#include <filesystem>
-#include <functional>
 #include <iostream>
 #include <map>
 
