@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <optional>
+#include <utility>
 
 #include "host/kernel/control_text.h"
 #include "host/runtime/journal.h"
@@ -18,13 +19,9 @@ bool IsLimit(std::string_view text) {
     return text == "max" || (bytesPerSecond && *bytesPerSecond > 0);
 }
 
-// Takes the text when it is one that the file takes. Returns 0 or EINVAL.
-int Assign(std::string& value, std::string_view text, bool isAccepted) {
-    if (!isAccepted) {
-        return EINVAL;
-    }
-    value = text;
-    return 0;
+// The number that a limit stands for; nothing for no limit.
+std::optional<uint64_t> BytesPerSecond(bool isOn, const std::string& limit) {
+    return isOn ? ParseNumber<uint64_t>(limit) : std::nullopt;
 }
 
 }  // namespace
@@ -96,23 +93,45 @@ int IolimitModel::Execute(std::string_view name, std::string_view content) {
     if (!text) {
         return EINVAL;
     }
+    Group changed = groups_.at(group);
     switch (file) {
-        case File::PROCS: {
-            const std::optional<int32_t> pid = ParsePid(*text);
-            if (!pid) {
-                return EINVAL;
-            }
-            processes_.Move(*pid, static_cast<int>(group));
-            return 0;
-        }
+        case File::PROCS:
+            return MoveProcess(*text, group);
         case File::SWITCH:
-            return Assign(groups_.at(group).switchState, *text, *text == "0" || *text == "1");
+            changed.switchState = *text;
+            return *text == "0" || *text == "1" ? Change(group, std::move(changed)) : EINVAL;
         case File::READ_LIMIT:
-            return Assign(groups_.at(group).readLimit, *text, IsLimit(*text));
+            changed.readLimit = *text;
+            return IsLimit(*text) ? Change(group, std::move(changed)) : EINVAL;
         case File::WRITE_LIMIT:
-            return Assign(groups_.at(group).writeLimit, *text, IsLimit(*text));
+            changed.writeLimit = *text;
+            return IsLimit(*text) ? Change(group, std::move(changed)) : EINVAL;
     }
     return ENOENT;
+}
+
+int IolimitModel::MoveProcess(std::string_view pidText, size_t group) {
+    const std::optional<int32_t> pid = ParsePid(pidText);
+    if (!pid) {
+        return EINVAL;
+    }
+    const int error = limiter_ == nullptr ? 0 : limiter_->Move(*pid, std::string(GROUPS.at(group)));
+    if (error == 0) {
+        processes_.Move(*pid, static_cast<int>(group));
+    }
+    return error;
+}
+
+int IolimitModel::Change(size_t group, Group&& changed) {
+    const bool isOn = changed.switchState == "1";
+    const int error = limiter_ == nullptr
+                          ? 0
+                          : limiter_->Limit(std::string(GROUPS.at(group)), BytesPerSecond(isOn, changed.readLimit),
+                                            BytesPerSecond(isOn, changed.writeLimit));
+    if (error == 0) {
+        groups_.at(group) = std::move(changed);
+    }
+    return error;
 }
 
 void IolimitModel::RemoveProcess(int32_t pid) {

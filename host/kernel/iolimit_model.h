@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/kernel/control_files.h"
+#include "host/kernel/io_limiter.h"
 #include "host/kernel/process_groups.h"
 #include "platform/mutex.h"
 
@@ -17,10 +18,14 @@ namespace ZYRA::Host {
 //   iolimit.offon         takes "0" or "1": whether the limits of the group hold. Shows it with a line end.
 //   iolimit.read_limit,   take a number of bytes a second above 0, or "max" for no limit, which stands there at first.
 //   iolimit.write_limit   Show it with a line end.
-// A write that is none of these is refused with EINVAL and changes nothing. A process that was never put anywhere is in
+// A write that is none of these is refused with EINVAL and changes nothing; with a limiter, so is one that the limiter
+// cannot carry out, with its errno. A process that was never put anywhere is in
 // no group, one that ends leaves its group. Thread-safe.
 class IolimitModel final : public ControlFiles {
 public:
+    // `limiter`, if there is one, must outlive the model. Without one nothing is slowed down.
+    explicit IolimitModel(IoLimiter* limiter = nullptr) : limiter_(limiter) {}
+
     std::string DeviceRoot() const override;
     std::vector<ControlFile> List() const override;
     int Read(std::string_view name, std::string& content) override;
@@ -44,6 +49,11 @@ private:
 
     static bool Find(std::string_view name, size_t& group, File& file);
     int Execute(std::string_view name, std::string_view content) REQUIRES(mutex_);
+    int MoveProcess(std::string_view pidText, size_t group) REQUIRES(mutex_);
+    // Takes what is set instead of the group's present settings.
+    int Change(size_t group, Group&& changed) REQUIRES(mutex_);
+
+    IoLimiter* const limiter_;
 
     Mutex mutex_;
     std::array<Group, GROUPS.size()> groups_ GUARDED_BY(mutex_);

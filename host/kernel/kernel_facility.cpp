@@ -2,15 +2,15 @@
 
 namespace ZYRA::Host {
 
-KernelFacility::KernelFacility()
-    : workingset_(pages_), faultAround_("/proc/sys/kernel/", "ws_fault_around"), tree_(faults_), server_(tree_) {
+KernelFacility::KernelFacility(PageBackend* pages, IoLimiter* limiter)
+    : workingset_(pages == nullptr ? modelled_ : *pages),
+      iolimit_(limiter),
+      faultAround_("/proc/sys/kernel/", "ws_fault_around"),
+      tree_(faults_),
+      server_(tree_) {
     tree_.Add("workingset", workingset_);
     tree_.Add("", faultAround_);
     tree_.Add("iolimit", iolimit_);
-}
-
-void KernelFacility::SetRecord(const std::string& scene, RecordState state) {
-    workingset_.SetRecord(scene, Record{state, pages_.PagesOf(scene)});
 }
 
 }  // namespace ZYRA::Host

@@ -5,9 +5,11 @@
 
 #include "host/kernel/fault_table.h"
 #include "host/kernel/fuse_server.h"
+#include "host/kernel/io_limiter.h"
 #include "host/kernel/iolimit_model.h"
 #include "host/kernel/kernel_tree.h"
 #include "host/kernel/modelled_pages.h"
+#include "host/kernel/page_backend.h"
 #include "host/kernel/switch_file.h"
 #include "host/kernel/workingset_model.h"
 
@@ -21,7 +23,9 @@ namespace ZYRA::Host {
 // FuseServer says.
 class KernelFacility {
 public:
-    KernelFacility();
+    // `pages` and `limiter` stand behind the facilities; without them the pages are modelled and nothing is slowed
+    // down. Both must outlive the object.
+    explicit KernelFacility(PageBackend* pages = nullptr, IoLimiter* limiter = nullptr);
 
     // "" or one line that says what failed.
     std::string Start(const std::string& mountPoint) { return server_.Start(mountPoint); }
@@ -30,16 +34,17 @@ public:
     // What the executor asks for on the kernel's behalf.
     void Preread(int monitor) { workingset_.Preread(monitor); }
 
-    // Presets of the device model. A preset record has as many pages as the scene has at that moment.
-    void SetScenePages(const std::string& scene, uint64_t pages) { pages_.SetPages(scene, pages); }
-    void SetRecord(const std::string& scene, RecordState state);
+    // Presets of the device model, for modelled pages only. A preset record has as many pages as the scene has at that
+    // moment.
+    void SetScenePages(const std::string& scene, uint64_t pages) { modelled_.SetPages(scene, pages); }
+    void SetRecord(const std::string& scene, RecordState state) { modelled_.SetRecord(scene, state); }
 
     WorkingsetModel& Workingset() { return workingset_; }
     IolimitModel& Iolimit() { return iolimit_; }
     FaultTable& Faults() { return faults_; }
 
 private:
-    ModelledPages pages_;
+    ModelledPages modelled_;
     WorkingsetModel workingset_;
     IolimitModel iolimit_;
     SwitchFile faultAround_;

@@ -11,10 +11,7 @@ namespace ZYRA::Host {
 
 namespace {
 
-constexpr uint64_t PAGE_SIZE = 4096;
 constexpr std::string_view AT_WORK_WORDS[] = {"INWORKING", "PAUSED"};
-// The facility's code for "could not read the pages of the record".
-constexpr const char* READ_FAILURE = "2";
 
 constexpr mode_t READABLE = 0444;
 constexpr mode_t WRITABLE = 0200;
@@ -123,8 +120,8 @@ std::string WorkingsetModel::ReadData(int monitor) {
     if (!bound) {
         return "";
     }
-    const Record record = records_.Find(bound->scene, bound->recordPath);
-    return "RecordState:" + std::string(RecordStateText(record.state)) + "\nUid: " + std::to_string(bound->uid) +
+    const RecordState state = pages_.StateOf(*bound);
+    return "RecordState:" + std::string(RecordStateText(state)) + "\nUid: " + std::to_string(bound->uid) +
            "\nPid: " + std::to_string(bound->pid) + "\nName: " + bound->scene + "\n";
 }
 
@@ -166,8 +163,8 @@ int WorkingsetModel::WriteData(int monitor, std::string_view text) {
     if (at.bound && at.bound->scene != line->scene) {
         DropCollection(monitor);
     }
-    const Record record = records_.Find(line->scene, line->recordPath);
-    facts_.push_back(BindEntry{monitor, line->uid, line->pid, line->scene, std::string(RecordStateText(record.state))});
+    const RecordState state = pages_.Bind(monitor, *line);
+    facts_.push_back(BindEntry{monitor, line->uid, line->pid, line->scene, std::string(RecordStateText(state))});
     at.bound = std::move(line);
     BeginCollectionIfAtWork(monitor);
     return 0;
@@ -207,7 +204,7 @@ int WorkingsetModel::WriteClearYoung(int /*monitor*/, std::string_view text) {
 }
 
 int WorkingsetModel::WriteClearRecord(int /*group*/, std::string_view text) {
-    records_.Clear(std::string(text));
+    pages_.ClearRecord(std::string(text));
     return 0;
 }
 
@@ -222,11 +219,17 @@ int WorkingsetModel::WriteDfxInfo(int /*group*/, std::string_view text) {
 void WorkingsetModel::BeginCollectionIfAtWork(int monitor) {
     Monitor& at = At(monitor);
     const bool atWork = at.word == AT_WORK_WORDS[0] || at.word == AT_WORK_WORDS[1];
-    if (at.collecting || !at.bound || !atWork || groups_.IsEmpty(monitor)) {
+    if (at.collecting || !at.bound || !atWork) {
+        return;
+    }
+    if (groups_.IsEmpty(monitor)) {
+        if (at.word == AT_WORK_WORDS[0] && at.bound->pid > 0) {
+            pages_.Watch(monitor, *at.bound);
+        }
         return;
     }
     at.collecting = true;
-    pages_.Begin(monitor, at.bound->scene);
+    pages_.Begin(monitor, *at.bound);
     for (const int32_t pid : groups_.Members(monitor)) {
         pages_.Attach(monitor, pid);
     }
@@ -234,26 +237,25 @@ void WorkingsetModel::BeginCollectionIfAtWork(int monitor) {
 
 void WorkingsetModel::KeepCollection(int monitor) {
     Monitor& at = At(monitor);
-    if (!std::exchange(at.collecting, false)) {
-        return;
+    if (std::exchange(at.collecting, false)) {
+        const KeptRecord kept = pages_.Keep(monitor);
+        if (kept.pages != 0) {
+            facts_.push_back(RecordEntry{at.bound->scene, kept.pages});
+            NoteFileError(at.bound->scene, kept.fileError);
+        }
     }
-    const uint64_t pages = pages_.End(monitor);
-    if (pages == 0) {
-        return;
-    }
-    const int error = records_.Put(at.bound->scene, at.bound->recordPath, pages);
-    facts_.push_back(RecordEntry{at.bound->scene, pages});
-    NoteFileError(at.bound->scene, error);
+    pages_.EndWork(monitor);
 }
 
 void WorkingsetModel::DropCollection(int monitor) {
     if (std::exchange(At(monitor).collecting, false)) {
-        pages_.End(monitor);
+        pages_.Drop(monitor);
     }
+    pages_.EndWork(monitor);
 }
 
 void WorkingsetModel::BackUpRecords(int /*monitor*/) {
-    for (const auto& [scene, error] : records_.BackUp()) {
+    for (const auto& [scene, error] : pages_.BackUp()) {
         NoteFileError(scene, error);
     }
 }
@@ -283,23 +285,28 @@ void WorkingsetModel::AppendFacts() {
 }
 
 void WorkingsetModel::Preread(int monitor) {
+    std::optional<SceneLine> bound;
+    if (monitor >= 0 && monitor < MONITOR_COUNT) {
+        MutexLock lock(mutex_);
+        bound = At(monitor).bound;
+    }
+    if (!bound) {
+        NotePreread(monitor, "", {0, PrereadResult::NO_READ});
+        return;
+    }
+    pages_.Preread(*bound, [this, monitor, scene = bound->scene](const PrereadResult& result) {
+        NotePreread(monitor, scene, result);
+    });
+}
+
+void WorkingsetModel::NotePreread(int monitor, const std::string& scene, const PrereadResult& result) {
     MutexLock lock(mutex_);
-    PrereadEntry entry{monitor, "", 0, READ_FAILURE};
-    if (monitor >= 0 && monitor < MONITOR_COUNT && At(monitor).bound) {
-        const SceneLine& bound = *At(monitor).bound;
-        const Record record = records_.Find(bound.scene, bound.recordPath);
-        entry.scene = bound.scene;
-        if (record.state != RecordState::ABSENT) {
-            entry.bytes = record.pages * PAGE_SIZE;
-            entry.error.clear();
-        }
-    }
-    if (entry.error.empty()) {
-        stats_.Succeed(entry.bytes);
+    if (result.failure.empty()) {
+        stats_.Succeed(result.bytes);
     } else {
-        stats_.Fail(entry.error);
+        stats_.Fail(result.failure);
     }
-    facts_.push_back(std::move(entry));
+    facts_.push_back(PrereadEntry{monitor, scene, result.bytes, result.failure});
     AppendFacts();
 }
 
@@ -307,11 +314,6 @@ void WorkingsetModel::SetMonitorState(int monitor, const std::string& word) {
     MutexLock lock(mutex_);
     ChangeWord(monitor, word);
     AppendFacts();
-}
-
-void WorkingsetModel::SetRecord(const std::string& scene, const Record& record) {
-    MutexLock lock(mutex_);
-    records_.Preset(scene, record);
 }
 
 void WorkingsetModel::SetDfxInfo(int64_t succ, int64_t fail, const std::string& size) {

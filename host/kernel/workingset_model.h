@@ -11,7 +11,6 @@
 #include "host/kernel/page_backend.h"
 #include "host/kernel/preread_stats.h"
 #include "host/kernel/process_groups.h"
-#include "host/kernel/record_store.h"
 #include "host/kernel/scene_line.h"
 #include "host/runtime/journal.h"
 #include "platform/mutex.h"
@@ -51,13 +50,12 @@ public:
     int Read(std::string_view name, std::string& content) override;
     int Write(std::string_view name, const std::string& content) override;
 
-    // Prereads the record of the scene that is bound to the monitor. Without a record, and for a monitor that does not
-    // exist, it is a failed preread.
+    // Prereads the record of the scene that is bound to the monitor, which may go on after the return. Without a
+    // record, and for a monitor that does not exist, it is a failed preread.
     void Preread(int monitor);
 
     // Presets of the device model; they hold at once. The word may be any text. REQUIRES: the monitor exists.
     void SetMonitorState(int monitor, const std::string& word);
-    void SetRecord(const std::string& scene, const Record& record);
     void SetDfxInfo(int64_t succ, int64_t fail, const std::string& size);
     void SetDfxError(const std::string& code);
 
@@ -113,13 +111,13 @@ private:
     void ChangeWord(int monitor, std::string_view word) REQUIRES(mutex_);
     void NoteFileError(const std::string& scene, int error) REQUIRES(mutex_);
     void AppendFacts() REQUIRES(mutex_);
+    void NotePreread(int monitor, const std::string& scene, const PrereadResult& result);
 
     PageBackend& pages_;
 
     Mutex mutex_;
     std::array<Monitor, MONITOR_COUNT> monitors_ GUARDED_BY(mutex_);
     ProcessGroups groups_ GUARDED_BY(mutex_);
-    RecordStore records_ GUARDED_BY(mutex_);
     PrereadStats stats_ GUARDED_BY(mutex_);
     // What a command has caused, kept back until the command itself is in the journal.
     std::vector<JournalFact> facts_ GUARDED_BY(mutex_);

@@ -24,8 +24,9 @@ DeviceChange WholeModel(const DeviceModel& model) {
 
 }  // namespace
 
-std::unique_ptr<VirtualDevice> VirtualDevice::Start(const DeviceModel& model, std::string& error) {
-    std::unique_ptr<VirtualDevice> device(new VirtualDevice(model));
+std::unique_ptr<VirtualDevice> VirtualDevice::Start(const DeviceModel& model, std::string& error, PageBackend* pages,
+                                                    IoLimiter* limiter) {
+    std::unique_ptr<VirtualDevice> device(new VirtualDevice(model, pages, limiter));
     error = device->kernel_.Start(KERNEL_MOUNT_POINT);
     if (error.empty()) {
         error = ExposeKernelFiles().value_or("");
@@ -40,6 +41,9 @@ std::unique_ptr<VirtualDevice> VirtualDevice::Start(const DeviceModel& model, st
 
 VirtualDevice::~VirtualDevice() {
     executor_.reset();
+    if (pages_ != nullptr) {
+        pages_->FinishPrereads();
+    }
     WithdrawKernelFiles();
     kernel_.Stop();
 }

@@ -14,8 +14,10 @@ namespace ZYRA::Host {
 class VirtualDevice {
 public:
     // REQUIRES: the process is in the sandbox, and the task runtime that the plugin will use is installed. On failure
-    // returns null and fills `error` with one line that says what is missing.
-    static std::unique_ptr<VirtualDevice> Start(const DeviceModel& model, std::string& error);
+    // returns null and fills `error` with one line that says what is missing. `pages` and `limiter` are those of
+    // KernelFacility.
+    static std::unique_ptr<VirtualDevice> Start(const DeviceModel& model, std::string& error,
+                                                PageBackend* pages = nullptr, IoLimiter* limiter = nullptr);
 
     ~VirtualDevice();
     VirtualDevice(const VirtualDevice&) = delete;
@@ -38,11 +40,13 @@ private:
         KernelFacility& kernel_;
     };
 
-    explicit VirtualDevice(const DeviceModel& model) : model_(model), port_(kernel_) {}
+    VirtualDevice(const DeviceModel& model, PageBackend* pages, IoLimiter* limiter)
+        : model_(model), pages_(pages), kernel_(pages, limiter), port_(kernel_) {}
     void TakeOver(const DeviceChange& change);
     void ForgetEndedProcesses(const DeviceState& before);
 
     DeviceModel model_;
+    PageBackend* const pages_;
     // The executor ends before the kernel that it works on.
     KernelFacility kernel_;
     KernelPort port_;

@@ -168,7 +168,8 @@ TEST_F(WorkingsetModelTest, AProcessIsInOneGroupAtATime) {
 }
 
 TEST_F(WorkingsetModelTest, PresetsHoldAtOnce) {
-    model_.SetRecord(SCENE, {RecordState::OLDER, 10});
+    pages_.SetPages(SCENE, 10);
+    pages_.SetRecord(SCENE, RecordState::OLDER);
     model_.SetMonitorState(0, "STUCK");
     model_.SetDfxInfo(4, 1, "0x10");
     model_.SetDfxError("1");
