@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <string_view>
 
+#include "host/runtime/retry_on_eintr.h"
 #include "platform/file_util.h"
 
 namespace ZYRA::Host {
@@ -17,16 +18,6 @@ namespace {
 constexpr int FOLDER_FLAGS = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 // What is no regular file is not waited for.
 constexpr int FILE_FLAGS = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-
-// The result of a system call that was repeated for as long as signals interrupted it.
-template <typename Call>
-auto RetryOnEintr(Call&& call) {
-    decltype(call()) result;
-    do {
-        result = call();
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
 
 int ReadAll(int file, std::string& content) {
     constexpr size_t CHUNK = 4096;
