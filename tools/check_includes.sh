@@ -21,6 +21,7 @@ host/sandbox    platform host/sandbox
 host/runtime    platform host/runtime
 host/services   platform host/runtime host/services
 host/kernel     platform host/runtime host/kernel
+host/machine    platform host/runtime host/machine
 host/replay     platform host/runtime host/services host/kernel host/sandbox host/replay
 host/report     platform host/runtime host/services host/kernel host/replay host/report
 host/workload   platform host/runtime host/services host/kernel host/replay host/workload

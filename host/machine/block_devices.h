@@ -1,0 +1,37 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ZYRA::Host {
+
+// A whole disk, or what stands for one: of a mapped or a loop device the device itself, not the disks below it.
+struct BlockDevice {
+    unsigned major;
+    unsigned minor;
+    std::string name;
+};
+
+// `sysRoot` is where sysfs is mounted. Nothing here is changed, and every function may be called from any thread.
+
+// The disk of a device number as stat(2) gives it for a file: that of a partition is the disk it is on. Nothing for
+// file systems that are on no block device or that number themselves.
+std::optional<BlockDevice> DiskOf(dev_t device, const std::string& sysRoot = "/sys");
+
+// The disks of all that is mounted, each once, in the order of the mounts; those without read-ahead of their own are
+// left out. A file system that numbers itself is found by the device node that it was mounted from, which exists before
+// the process enters the sandbox only.
+std::vector<BlockDevice> MountedDisks(const std::string& sysRoot = "/sys",
+                                      const std::string& mountInfo = "/proc/self/mountinfo");
+
+// The setting that holds the disk's read-ahead in KiB.
+std::string ReadAheadFile(const BlockDevice& disk, const std::string& sysRoot = "/sys");
+
+// What has been read from the disk since it is there. Nothing for a disk that is gone.
+std::optional<uint64_t> BytesRead(const BlockDevice& disk, const std::string& sysRoot = "/sys");
+
+}  // namespace ZYRA::Host
