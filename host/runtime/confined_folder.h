@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,7 +28,26 @@ public:
     // Replaces `lines` with the file's, without their line ends; leaves it alone on failure.
     int ReadLines(const std::string& path, std::vector<std::string>& lines) const;
 
+    // Replaces `content` with the file's; leaves it alone on failure, which is EFBIG beyond `limit` bytes.
+    int Read(const std::string& path, std::string& content, size_t limit) const;
+
+    // Puts a new file, of mode 0600 and the caller's, in the place of the one that is there. Whatever fails or dies in
+    // between, a power cut included, leaves the file with its old content or with the new; after 0 too a power cut may
+    // bring the old one back. Who has the old file open goes on with that. A file that is taken away meanwhile does not
+    // come back (ENOENT), unless the file system cannot exchange two names. One replacement goes on below a folder at a
+    // time; the others, those of other processes too, wait for it. EXDEV where another file system is mounted between
+    // the folder and the file.
+    int Replace(const std::string& path, const std::string& content) const;
+
+    // The name in the folder of a file that is not yet in its place, which one that died leaves behind and the next
+    // replacement removes.
+    static constexpr char REPLACING_NAME[] = ".replacing";
+
 private:
+    // Opens the folder that holds the file, without looking at the file, and sets `name` to the file's.
+    int OpenParent(const std::string& path, UniqueFd& folder, std::string& name) const;
+    std::string RootWithoutSlash() const { return root_.substr(0, root_.size() - 1); }
+
     const std::string root_;
 };
 
