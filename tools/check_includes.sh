@@ -22,10 +22,11 @@ host/runtime    platform host/runtime
 host/services   platform host/runtime host/services
 host/kernel     platform host/runtime host/kernel
 host/machine    platform host/runtime host/machine
+host/pages      platform host/runtime host/machine host/kernel host/pages
 host/replay     platform host/runtime host/services host/kernel host/sandbox host/replay
 host/report     platform host/runtime host/services host/kernel host/replay host/report
 host/workload   platform host/runtime host/services host/kernel host/replay host/workload
-host/cli        platform host/runtime host/services host/kernel host/sandbox host/replay host/report host/workload host/cli
+host/cli        platform host/runtime host/services host/kernel host/sandbox host/replay host/report host/pages host/workload host/cli
 tests           *
 fuzz            *
 bench           *

@@ -35,7 +35,22 @@ bool TakePrefix(std::string_view& text, std::string_view prefix) {
     return true;
 }
 
-std::optional<Record> ParseRecord(std::string_view text) {
+}  // namespace
+
+std::string_view RecordStateText(RecordState state) {
+    return STATE_TEXTS[static_cast<size_t>(state)];
+}
+
+std::optional<RecordState> RecordStateFromText(std::string_view text) {
+    for (const RecordState state : {RecordState::ABSENT, RecordState::UPTODATE, RecordState::OLDER}) {
+        if (text == RecordStateText(state)) {
+            return state;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Record> ParseRecordText(std::string_view text) {
     if (!TakePrefix(text, HEADER) || !TakePrefix(text, PAGES_KEY)) {
         return std::nullopt;
     }
@@ -50,21 +65,6 @@ std::optional<Record> ParseRecord(std::string_view text) {
         return std::nullopt;
     }
     return Record{older ? RecordState::OLDER : RecordState::UPTODATE, *pages};
-}
-
-}  // namespace
-
-std::string_view RecordStateText(RecordState state) {
-    return STATE_TEXTS[static_cast<size_t>(state)];
-}
-
-std::optional<RecordState> RecordStateFromText(std::string_view text) {
-    for (const RecordState state : {RecordState::ABSENT, RecordState::UPTODATE, RecordState::OLDER}) {
-        if (text == RecordStateText(state)) {
-            return state;
-        }
-    }
-    return std::nullopt;
 }
 
 std::optional<Record> LoadRecordFile(const std::string& path) {
@@ -85,7 +85,7 @@ std::optional<Record> LoadRecordFile(const std::string& path) {
         size += static_cast<size_t>(got);
     }
     // What fills the buffer may go on behind it.
-    return size < buffer.size() ? ParseRecord(std::string_view(buffer.data(), size)) : std::nullopt;
+    return size < buffer.size() ? ParseRecordText(std::string_view(buffer.data(), size)) : std::nullopt;
 }
 
 int SaveRecordFile(const std::string& path, const Record& record) {

@@ -27,6 +27,9 @@ struct Record {
 // The first line names the format and its version. Only files below the record directory are touched, and no link on
 // the way from there is followed.
 
+// The record that such a text holds, if it is one.
+std::optional<Record> ParseRecordText(std::string_view text);
+
 // The record in the file; nothing when there is no such regular file or it holds no record.
 std::optional<Record> LoadRecordFile(const std::string& path);
 
