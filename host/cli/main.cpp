@@ -7,6 +7,7 @@
 #include "host/cli/generate_command.h"
 #include "host/cli/help.h"
 #include "host/cli/import_command.h"
+#include "host/cli/records_command.h"
 #include "host/cli/replay_command.h"
 
 namespace ZYRA::Host {
@@ -18,7 +19,8 @@ constexpr char EXAMPLES[] =
     "  iosched-host replay cold_start.jsonl --journal out.jsonl  and keep everything that happened\n"
     "  iosched-host replay --help                                what else a replay can do\n"
     "  iosched-host generate --days 14 --apps 60                 make up a scenario of a fortnight\n"
-    "  iosched-host import usage.csv --columns app=App,time=Time make a scenario of a log of your own\n";
+    "  iosched-host import usage.csv --columns app=App,time=Time make a scenario of a log of your own\n"
+    "  iosched-host records state/                               what was collected by a replay with --data state/\n";
 
 int Main(int argc, char** argv) {
     // A reader that has gone away is a failed write, to be reported like any other.
@@ -33,6 +35,8 @@ int Main(int argc, char** argv) {
     generate.AddTo(app);
     ImportCommand importing;
     importing.AddTo(app);
+    RecordsCommand records;
+    records.AddTo(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& request) {
@@ -43,6 +47,9 @@ int Main(int argc, char** argv) {
     }
     if (app.got_subcommand("generate")) {
         return generate.Run();
+    }
+    if (app.got_subcommand("records")) {
+        return records.Run();
     }
     return app.got_subcommand("import") ? importing.Run() : replay.Run();
 }

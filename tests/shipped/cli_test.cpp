@@ -4,9 +4,12 @@
 
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 
+#include "host/pages/page_record.h"
+#include "host/pages/record_check.h"
 #include "host/replay/device_model.h"
 #include "host/replay/scenario.h"
 #include "tests/shipped/host_runner.h"
@@ -57,6 +60,7 @@ TEST_F(CliTest, BadInputEndsWithItsPlaceAndStatus2) {
         {"import " + log + " --columns app=app,time=time", "log.csv: holds no row that can be used"},
         {"import " + same + " --columns app=app,time=time", "same.jsonl: would replace the log"},
         {"import " + (folder_ / "missing.csv").string() + " --columns app=a,time=t", "missing.csv: "},
+        {"records " + folder_.string(), ": has no folder service/el1"},
         {"replya", ""},
     };
     for (const auto& row : rows) {
@@ -153,6 +157,27 @@ TEST_F(CliTest, ALogIsImportedWithoutItsBadRows) {
     const Outcome replayed = RunHost("replay " + scenarioFile + " --journal - --log-level WARN");
     EXPECT_EQ(replayed.exitStatus, 0) << replayed.output;
     EXPECT_EQ(replayed.output.find("\"kind\":\"log\""), std::string::npos) << replayed.output;
+}
+
+// A record of each kind, listed and one by one; what is no scene is refused.
+TEST_F(CliTest, RecordsAreToldWithTheirFilesAndPages) {
+    const fs::path records = folder_ / "service/el1/public/ressched/workingset";
+    fs::create_directories(records);
+    RecordedFile library = {FileKind::REGULAR, {}, Write("library", std::string(100000, 'x'))};
+    library.identity = LookAtPath(library).value();
+    const RecordedFile gone = {FileKind::REGULAR, {1, 1, 8192, 0}, "/gone"};
+    Write(records / "mail", EncodeRecord({0, false, {gone, library}, {{1, {9, 3}}, {0, {1, 1}}, {1, {0, 1}}}}));
+    Write(records / "modelled", "workingset-record 1\npages 5200\n");
+    Write(records / "broken", "workingset-record 1\npages x\n");
+    const auto tell = [this](const std::string& scene) { return RunHost("records " + folder_.string() + scene); };
+    EXPECT_EQ(std::regex_replace(tell("").output, std::regex("( |[0-9]+ days ago)+"), " "),
+              " scene files pages size made state\n broken - - - - damaged\n mail 2 5 0.0 MB older\n"
+              " modelled - 5200 21.3 MB - modelled\n");
+    const std::string one = tell(" mail").output;
+    EXPECT_EQ(one.substr(one.find('\n') + 1),
+              "  " + library.path + "  4 pages, unchanged\n    9-11 0\n  /gone  1 page, changed\n    1\n");
+    EXPECT_EQ(tell(" broken").exitStatus, 1);
+    EXPECT_EQ(tell(" ../mail").exitStatus, 2);
 }
 
 // The lines of the README come from the shipped plugin's journal; those that end in an ellipsis are cut there.
