@@ -3,12 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <utility>
 #include <vector>
 
 #include "host/replay/printable.h"
+#include "host/report/quantity_text.h"
 #include "host/report/text_table.h"
 
 namespace ZYRA::Host {
@@ -26,28 +26,6 @@ constexpr size_t MOST_PROCESSES_TOLD = 15;
 
 std::string Seconds(int64_t us) {
     return fmt::format("{:.3f} s", static_cast<double>(us) / US_PER_S);
-}
-
-std::string Bytes(uint64_t bytes) {
-    constexpr std::array<const char*, 4> UNITS = {"kB", "MB", "GB", "TB"};
-    constexpr double STEP = 1000;
-    if (static_cast<double>(bytes) < STEP) {
-        return fmt::format("{} B", bytes);
-    }
-    double amount = static_cast<double>(bytes) / STEP;
-    size_t unit = 0;
-    for (; amount >= STEP && unit + 1 < UNITS.size(); ++unit) {
-        amount /= STEP;
-    }
-    return fmt::format("{:.1f} {}", amount, UNITS.at(unit));
-}
-
-std::string Counted(uint64_t count, const std::string& noun, const std::string& plural) {
-    return fmt::format("{} {}", count, count == 1 ? noun : plural);
-}
-
-std::string Counted(uint64_t count, const std::string& noun) {
-    return Counted(count, noun, noun + 's');
 }
 
 // "absent", or "1 absent, 2 uptodate".

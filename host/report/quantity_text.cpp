@@ -1,0 +1,31 @@
+#include "host/report/quantity_text.h"
+
+#include <fmt/format.h>
+
+#include <array>
+
+namespace ZYRA::Host {
+
+std::string Bytes(uint64_t bytes) {
+    constexpr std::array<const char*, 4> UNITS = {"kB", "MB", "GB", "TB"};
+    constexpr double STEP = 1000;
+    if (static_cast<double>(bytes) < STEP) {
+        return fmt::format("{} B", bytes);
+    }
+    double amount = static_cast<double>(bytes) / STEP;
+    size_t unit = 0;
+    for (; amount >= STEP && unit + 1 < UNITS.size(); ++unit) {
+        amount /= STEP;
+    }
+    return fmt::format("{:.1f} {}", amount, UNITS.at(unit));
+}
+
+std::string Counted(uint64_t count, const std::string& noun, const std::string& plural) {
+    return fmt::format("{} {}", count, count == 1 ? noun : plural);
+}
+
+std::string Counted(uint64_t count, const std::string& noun) {
+    return Counted(count, noun, noun + 's');
+}
+
+}  // namespace ZYRA::Host
