@@ -25,6 +25,7 @@ host/machine    platform host/runtime host/machine
 host/pages      platform host/runtime host/machine host/kernel host/pages
 host/replay     platform host/runtime host/services host/kernel host/sandbox host/replay
 host/report     platform host/runtime host/services host/kernel host/replay host/report
+host/launch     platform host/runtime host/services host/kernel host/sandbox host/replay host/machine host/pages host/report host/launch
 host/workload   platform host/runtime host/services host/kernel host/replay host/workload
 host/cli        platform host/runtime host/services host/kernel host/sandbox host/replay host/report host/pages host/workload host/cli
 tests           *
