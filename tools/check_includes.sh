@@ -27,7 +27,7 @@ host/replay     platform host/runtime host/services host/kernel host/sandbox hos
 host/report     platform host/runtime host/services host/kernel host/replay host/report
 host/launch     platform host/runtime host/services host/kernel host/sandbox host/replay host/machine host/pages host/report host/launch
 host/workload   platform host/runtime host/services host/kernel host/replay host/workload
-host/cli        platform host/runtime host/services host/kernel host/sandbox host/replay host/report host/pages host/workload host/cli
+host/cli        platform host/runtime host/services host/kernel host/sandbox host/replay host/machine host/pages host/report host/launch host/workload host/cli
 tests           *
 fuzz            *
 bench           *

@@ -7,6 +7,7 @@
 #include "host/cli/generate_command.h"
 #include "host/cli/help.h"
 #include "host/cli/import_command.h"
+#include "host/cli/launch_command.h"
 #include "host/cli/records_command.h"
 #include "host/cli/replay_command.h"
 
@@ -18,6 +19,7 @@ constexpr char EXAMPLES[] =
     "  iosched-host replay cold_start.jsonl                      play a scenario, say in short what happened\n"
     "  iosched-host replay cold_start.jsonl --journal out.jsonl  and keep everything that happened\n"
     "  iosched-host replay --help                                what else a replay can do\n"
+    "  iosched-host launch -- gdb --batch                        start a real program, with the plugin and without\n"
     "  iosched-host generate --days 14 --apps 60                 make up a scenario of a fortnight\n"
     "  iosched-host import usage.csv --columns app=App,time=Time make a scenario of a log of your own\n"
     "  iosched-host records state/                               what was collected by a replay with --data state/\n";
@@ -37,6 +39,8 @@ int Main(int argc, char** argv) {
     importing.AddTo(app);
     RecordsCommand records;
     records.AddTo(app);
+    LaunchCommand launch;
+    launch.AddTo(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& request) {
@@ -50,6 +54,9 @@ int Main(int argc, char** argv) {
     }
     if (app.got_subcommand("records")) {
         return records.Run();
+    }
+    if (app.got_subcommand("launch")) {
+        return launch.Run();
     }
     return app.got_subcommand("import") ? importing.Run() : replay.Run();
 }

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "host/cli/help.h"
+#include "host/cli/wanted_file.h"
 #include "host/kernel/record_file.h"
 #include "host/kernel/scene_line.h"
 #include "host/pages/page_record.h"
@@ -37,11 +38,6 @@ constexpr char EXAMPLES[] =
 constexpr double BYTES_PER_MB = 1e6;
 // Lines of ranges are broken behind this column.
 constexpr size_t WIDTH = 100;
-
-ExitCode Fail(ExitCode code, const std::string& line) {
-    std::fprintf(stderr, "%s\n", line.c_str());
-    return code;
-}
 
 ExitCode Print(const std::string& text) {
     const bool isWritten = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;

@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "host/cli/help.h"
+#include "host/cli/wanted_file.h"
 #include "host/replay/device_model.h"
 #include "host/replay/journal_writer.h"
 #include "host/replay/log_level_filter.h"
@@ -50,28 +51,6 @@ const std::map<std::string, LogLevel> LOG_LEVELS = {{"DEBUG", LogLevel::DEBUG},
                                                     {"ERROR", LogLevel::ERROR},
                                                     {"FATAL", LogLevel::FATAL}};
 
-ExitCode Fail(ExitCode code, const std::string& line) {
-    std::fprintf(stderr, "%s\n", line.c_str());
-    return code;
-}
-
-InputError FileError(const std::string& file) {
-    return {file, 0, std::strerror(errno)};
-}
-
-// PathToRealPath for a folder: errno tells what else it is.
-bool FolderToRealPath(const std::string& folder, std::string& realPath) {
-    std::error_code ignored;
-    if (!PathToRealPath(folder, realPath)) {
-        return false;
-    }
-    if (!std::filesystem::is_directory(realPath, ignored)) {
-        errno = ENOTDIR;
-        return false;
-    }
-    return true;
-}
-
 // The device document of a scenario: the one that the user names, else the one beside it, else none.
 std::string DeviceFileOf(const std::string& scenarioFile, const std::string& named) {
     if (!named.empty()) {
@@ -95,20 +74,6 @@ ExitCode ExitCodeOf(ReplayOutcome outcome) {
     }
     return EXIT_RUN_FAILED;
 }
-
-// A file that was asked for, or none.
-struct WantedFile {
-    const std::string& path;
-    std::unique_ptr<OutputFile> file = nullptr;
-
-    bool Create() {
-        file = path.empty() ? nullptr : OutputFile::Create(path);
-        return path.empty() || file != nullptr;
-    }
-    bool IsStandardOutput() const { return path == OutputFile::STANDARD_OUTPUT; }
-    // Returns 0, or the errno of the first write that failed.
-    int Finish() { return file == nullptr ? 0 : file->Finish(); }
-};
 
 // Plays the scenario and notes what happens, log lines from `lowest` on, in the journal's file (null is none) too.
 void PlayAndNote(const DeviceModel& model, const Scenario& scenario, const ReplayOptions& options, LogLevel lowest,

@@ -58,8 +58,8 @@ public:
     // The bound scene, of which nothing has to be collected, runs in its process from now on, until the monitor's work
     // ends. An occasion to compare its record with what it does.
     virtual void Watch(int /*monitor*/, const SceneLine& /*scene*/) {}
-    // The monitor's work on the bound scene has ended.
-    virtual void EndWork(int /*monitor*/) {}
+    // The monitor's work on the bound scene has ended; with `isWhole` it was not broken off.
+    virtual void EndWork(int /*monitor*/, bool /*isWhole*/) {}
 
     // Drops the cached record; the file is left alone.
     virtual void ClearRecord(const std::string& scene) = 0;

@@ -244,14 +244,14 @@ void WorkingsetModel::KeepCollection(int monitor) {
             NoteFileError(at.bound->scene, kept.fileError);
         }
     }
-    pages_.EndWork(monitor);
+    pages_.EndWork(monitor, true);
 }
 
 void WorkingsetModel::DropCollection(int monitor) {
     if (std::exchange(At(monitor).collecting, false)) {
         pages_.Drop(monitor);
     }
-    pages_.EndWork(monitor);
+    pages_.EndWork(monitor, false);
 }
 
 void WorkingsetModel::BackUpRecords(int /*monitor*/) {

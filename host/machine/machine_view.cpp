@@ -17,7 +17,9 @@ namespace ZYRA::Host {
 namespace {
 
 constexpr int FOLDER_FLAGS = O_PATH | O_DIRECTORY | O_CLOEXEC;
-constexpr int ADDED_FLAGS = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+constexpr int ADDED_FLAGS = O_NOFOLLOW | O_CLOEXEC;
+// Of no meaning, and refused, where a file is not opened for anything.
+constexpr int ADDED_USE_FLAGS = O_NONBLOCK | O_NOCTTY;
 // The kernel gives up on a path when something on the way is renamed or mounted meanwhile.
 constexpr int MAX_TRIES = 16;
 
@@ -64,9 +66,11 @@ int MachineView::OpenFile(const std::string& absolutePath, int flags, UniqueFd& 
     if (!absolutePath.starts_with('/') || absolutePath.find('\0') != std::string::npos) {
         return EINVAL;
     }
-    file.Reset(OpenInRoot(root_.Get(), absolutePath, flags | ADDED_FLAGS));
+    file.Reset(
+        OpenInRoot(root_.Get(), absolutePath, flags | ADDED_FLAGS | ((flags & O_PATH) != 0 ? 0 : ADDED_USE_FLAGS)));
     if (!file.Valid() && errno == ENOSYS) {
-        file.Reset(OpenRelative(root_.Get(), absolutePath, flags | ADDED_FLAGS));
+        file.Reset(OpenRelative(root_.Get(), absolutePath,
+                                flags | ADDED_FLAGS | ((flags & O_PATH) != 0 ? 0 : ADDED_USE_FLAGS)));
     }
     return file.Valid() ? 0 : errno;
 }

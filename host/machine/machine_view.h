@@ -16,7 +16,8 @@ public:
     static std::optional<MachineView> Capture(std::string& error);
 
     // Opens a file of the machine by its absolute path; `flags` are those of open(2), O_NOFOLLOW, O_NONBLOCK, O_NOCTTY
-    // and O_CLOEXEC are added. Returns 0 or an errno, among them ELOOP where the path itself is a link; links on the
+    // and O_CLOEXEC are added. Returns 0 or an errno, among them ELOOP where the path itself is a link (with O_PATH the
+    // link is opened); links on the
     // way lead to what they lead to on the machine (on a kernel without openat2(2) absolute ones lead into the
     // sandbox). On failure `file` is of no use. REQUIRES: no O_CREAT.
     int OpenFile(const std::string& absolutePath, int flags, UniqueFd& file) const;

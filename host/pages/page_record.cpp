@@ -119,15 +119,15 @@ private:
         uint64_t kind = 0;
         uint64_t size = 0;
         uint64_t mtime = 0;
-        if (!TakeNumber(kind) || kind > static_cast<uint64_t>(FileKind::BLOCK_DEVICE) ||
-            !TakeNumber(file.identity.device) || !TakeNumber(size) || size > INT64_MAX) {
+        if (!TakeNumber(kind) || kind > static_cast<uint64_t>(FileKind::LINK) || !TakeNumber(file.identity.device) ||
+            !TakeNumber(file.identity.inode)) {
             return "bad file";
         }
         file.kind = static_cast<FileKind>(kind);
-        file.identity.size = static_cast<int64_t>(size);
-        if (file.kind == FileKind::REGULAR && (!TakeNumber(file.identity.inode) || !TakeNumber(mtime))) {
+        if (file.kind == FileKind::REGULAR && (!TakeNumber(size) || size > INT64_MAX || !TakeNumber(mtime))) {
             return "bad file";
         }
+        file.identity.size = static_cast<int64_t>(size);
         file.identity.mtimeNs = UnZigZag(mtime);
         uint64_t length = 0;
         if (!TakeCount(1, length) || length > LONGEST_RECORDED_PATH) {
@@ -228,9 +228,9 @@ std::string EncodeRecord(const PageRecord& record) {
     for (const auto& [kind, identity, path] : record.files) {
         PutNumber(body, static_cast<uint64_t>(kind));
         PutNumber(body, identity.device);
-        PutNumber(body, static_cast<uint64_t>(identity.size));
+        PutNumber(body, identity.inode);
         if (kind == FileKind::REGULAR) {
-            PutNumber(body, identity.inode);
+            PutNumber(body, static_cast<uint64_t>(identity.size));
             PutNumber(body, ZigZag(identity.mtimeNs));
         }
         PutNumber(body, path.size());

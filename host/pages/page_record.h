@@ -21,9 +21,9 @@ struct FileIdentity {
     bool operator==(const FileIdentity&) const = default;
 };
 
-// A block device stands for the metadata blocks of the file system on it: its identity holds its own number and its
-// size, the rest of it is 0.
-enum class FileKind : uint8_t { REGULAR, BLOCK_DEVICE };
+// Folders and links are what was read on the way to files: looked at ahead, they need not be read any more. They have
+// no pages, and of their identity only device and inode are kept.
+enum class FileKind : uint8_t { REGULAR, FOLDER, LINK };
 
 struct RecordedFile {
     FileKind kind = FileKind::REGULAR;

@@ -20,10 +20,10 @@ namespace ZYRA::Host {
 //     record is older and gets collected once more. The other way round, a number that has gone to another file system
 //     is no risk: inode, size and time would have to be the same as well.
 
-// What stands at a path, as a record keeps it; nothing for what is neither a regular file nor a block device.
+// What stands at a path, as a record keeps it; nothing for what is no regular file, folder or link.
 std::optional<FileKind> KindOf(const struct stat& status);
 
-// REQUIRES: KindOf says what it is. The size of a block device is the kernel's (/sys/dev/block); 0 when it tells none.
+// REQUIRES: KindOf says what it is.
 FileIdentity IdentityOf(const struct stat& status);
 
 // The file that stands where the recorded one stood, a link at the end not followed; nothing when there is none of its
@@ -31,12 +31,12 @@ FileIdentity IdentityOf(const struct stat& status);
 std::optional<FileIdentity> LookAtPath(const RecordedFile& file);
 
 struct RecordCheck {
-    std::vector<bool> isUnchanged;  // Of each of the record's files.
+    std::vector<bool> isUnchanged;  // Of each of the record's files; folders and links always are.
     RecordState state;              // UPTODATE or OLDER.
 };
 
-// Compares each file of the record with what `look` finds of it; nothing is a file that is gone. The record is up to
-// date when no file has changed and it was not known to be older.
+// Compares each regular file of the record with what `look` finds of it; nothing is a file that is gone. The record is
+// up to date when no file has changed and it was not known to be older.
 RecordCheck CheckRecord(const PageRecord& record,
                         const std::function<std::optional<FileIdentity>(const RecordedFile&)>& look = LookAtPath);
 

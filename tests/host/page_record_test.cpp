@@ -69,8 +69,9 @@ RC_GTEST_PROP(PageRecordTest, ComesBackFromItsTextUnlessThatIsDamaged, (int64_t 
     PageRecord record = {madeAtS, isOlder, {}, {}};
     const auto numbers = rc::gen::arbitrary<std::vector<std::pair<uint64_t, int64_t>>>();
     for (const auto& [device, number] : *rc::gen::resize(5, numbers)) {
-        const auto file = static_cast<uint32_t>(record.files.size());
+        const auto file = static_cast<uint32_t>(record.files.size() + 1);
         const int64_t size = (number & INT64_MAX) | 8192;
+        record.files.push_back({number % 2 == 0 ? FileKind::FOLDER : FileKind::LINK, {device, file, 0, 0}, "/"});
         record.files.push_back({FileKind::REGULAR, {device, file, size, number}, "/x"});
         record.ranges.insert(record.ranges.begin(), {file, {0, 1}});
         record.ranges.push_back({file, {1 + device % (PagesOf(size) - 1), 1}});
@@ -153,7 +154,7 @@ TEST(RecordPlaceTest, OnlyWhatIsThereIsReplacedAndAFullDiskKeepsIt) {
     fs::create_directories(ROOT + "bundle");
     fs::create_symlink("scene", ROOT + "bundle/link");
     Write(ROOT + ConfinedFolder::REPLACING_NAME, "stale");
-    const PageRecord record = {1, true, {{FileKind::BLOCK_DEVICE, {1, 0, 4096, 0}, "/x"}}, {{0, {0, 1}}}};
+    const PageRecord record = {1, true, {{FileKind::REGULAR, {1, 0, 4096, 0}, "/x"}}, {{0, {0, 1}}}};
     std::string reason = "kept";
     EXPECT_EQ(SavePageRecord(SCENE, record), ENOENT);
     Write(SCENE, "");

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/machine/block_devices.h"
+#include "host/machine/guardian.h"
+#include "host/machine/machine_view.h"
+#include "host/pages/file_finder.h"
+
+namespace ZYRA::Host {
+
+// The real machine, as far as it must be taken hold of before the process enters the sandbox.
+struct LaunchMachine {
+    // Null on failure, with one line in `error`. REQUIRES: root, one thread, outside the sandbox.
+    static std::unique_ptr<LaunchMachine> TakeHold(std::string& error);
+
+    // Of all the disks together; nothing when one of them does not tell.
+    std::optional<uint64_t> BytesReadFromDisks() const;
+
+    MachineView view;
+    FileFinder finder;
+    std::unique_ptr<Guardian> guardian;
+    std::vector<BlockDevice> disks;
+};
+
+}  // namespace ZYRA::Host

@@ -1,0 +1,202 @@
+#include "host/launch/launch_runner.h"
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "host/launch/held_program.h"
+#include "host/pages/page_record.h"
+
+namespace ZYRA::Host {
+
+namespace {
+
+// A page that is not complete by then counts as complete: the plugin gives up a start after ten seconds.
+constexpr int64_t PAGE_TIMEOUT_US = 8000000;
+// For what the disks still deliver after the end of a start.
+constexpr std::chrono::milliseconds DISK_SETTLE{50};
+
+void SleepUntil(int64_t monotonicUs) {
+    const int64_t left = monotonicUs - MonotonicUs();
+    if (left > 0) {
+        std::this_thread::sleep_for(std::chrono::microseconds(left));
+    }
+}
+
+std::optional<uint64_t> Grown(const std::optional<uint64_t>& before, const std::optional<uint64_t>& after) {
+    return before && after && *after >= *before ? std::optional(*after - *before) : std::nullopt;
+}
+
+}  // namespace
+
+LaunchRunner::LaunchRunner(LaunchMachine& machine, const LaunchPlan& plan, Progress progress)
+    : machine_(machine), plan_(plan), progress_(std::move(progress)) {}
+
+std::string LaunchRunner::Run(LaunchResult& result) {
+    result_.command = plan_.program.arguments;
+    result_.options.runs = plan_.runs;
+    result_.options.headStartUs = plan_.headStartUs;
+    result_.options.recordMode = plan_.mode == CollectionMode::EXACT ? "exact" : "passive";
+    result_.options.readers = plan_.readers;
+    std::string error = Prepare();
+    error = error.empty() ? RunInTurn() : error;
+    error = error.empty() && plan_.readers != 0 ? RunBusy() : error;
+    if (error.empty()) {
+        TellRecord();
+    }
+    result = std::move(result_);
+    return error;
+}
+
+std::string LaunchRunner::Prepare() {
+    std::string error;
+    if (!coldStart_.IsPossible(error)) {
+        return error;
+    }
+    device_ = AppDevice::Start(machine_, {plan_.pluginPath, plan_.program.arguments.front(), plan_.mode}, error);
+    if (device_ == nullptr) {
+        return error;
+    }
+    return "";
+}
+
+std::string LaunchRunner::RunInTurn() {
+    std::string error;
+    for (uint64_t run = 0; run < plan_.runs && error.empty(); ++run) {
+        error = Start(StartKind::COLD, true, Part::NONE);
+        error = error.empty() ? Start(StartKind::WARM, false, Part::NONE) : error;
+        if (run == 0 && error.empty()) {
+            error = Start(StartKind::RECORDING, true, Part::PREREADS);
+        }
+        error = error.empty() ? Start(StartKind::PREREAD, true, Part::PREREADS) : error;
+    }
+    return error;
+}
+
+std::string LaunchRunner::RunBusy() {
+    std::string error;
+    progress_("making files for the readers");
+    const auto enter = [this] { return machine_.view.ReturnTo(); };
+    readers_ = BackgroundReaders::Start({.count = plan_.readers}, enter, error);
+    if (readers_ == nullptr) {
+        return error;
+    }
+    const bool limits = plan_.limits && device_->HasLimits();
+    if (plan_.limits) {
+        result_.notes.push_back(device_->LimitNote());
+    }
+    for (uint64_t run = 0; run < plan_.runs && error.empty(); ++run) {
+        error = Start(StartKind::BUSY_COLD, true, Part::NONE);
+        error = error.empty() ? Start(StartKind::BUSY_PREREAD, true, Part::PREREADS) : error;
+        if (limits && error.empty()) {
+            // The plugin limits the processes that the device knows.
+            device_->SetBackground(readers_->Pids());
+            error = Start(StartKind::BUSY_PREREAD_LIMITED, true, Part::PREREADS);
+            device_->AwaitLift();
+            device_->SetBackground({});
+        }
+    }
+    readers_.reset();
+    return error;
+}
+
+std::string LaunchRunner::Start(StartKind kind, bool isCold, Part part) {
+    progress_(StartLabel(kind));
+    std::string error;
+    auto output = ProgramOutput::Create();
+    if (output == nullptr) {
+        return "cannot keep the program's output: " + std::string(std::strerror(errno));
+    }
+    if (readers_ != nullptr) {
+        readers_->Pause();
+    }
+    if (isCold && !coldStart_.Make(error)) {
+        return error;
+    }
+    const auto enter = [this] { return machine_.view.ReturnTo(); };
+    const auto program = HeldProgram::Fork(enter, plan_.program, *output, error);
+    if (program == nullptr) {
+        return error;
+    }
+    if (readers_ != nullptr) {
+        readers_->Resume();
+    }
+    const auto bytesBefore = machine_.BytesReadFromDisks();
+    ProcessEnd end;
+    error = LetGo(program->Pid(), part);
+    error = error.empty() && !program->Go(error) ? error : error;
+    error = error.empty() ? Follow(*program, part, end) : error;
+    if (!error.empty()) {
+        return error;
+    }
+    std::this_thread::sleep_for(DISK_SETTLE);
+    const bool isBusy = readers_ != nullptr;
+    const auto bytes = isBusy ? std::nullopt : Grown(bytesBefore, machine_.BytesReadFromDisks());
+    result_.starts[kind].push_back({end.atUs - wantedAtUs_, bytes, end.status});
+    NoteOutput(std::move(output));
+    return "";
+}
+
+// Returns when the held process may go, with the time noted at which it is wanted.
+std::string LaunchRunner::LetGo(pid_t pid, Part part) {
+    wantedAtUs_ = MonotonicUs();
+    if (part == Part::NONE) {
+        return "";
+    }
+    device_->StartAbility();
+    wantedAtUs_ += plan_.headStartUs;
+    SleepUntil(wantedAtUs_);
+    return device_->StartProcess(pid);
+}
+
+// Sees the program to its end, and the plugin's work on it to its.
+std::string LaunchRunner::Follow(HeldProgram& program, Part part, ProcessEnd& end) {
+    std::optional<ProcessEnd> ended = program.Wait(MonotonicUs() + PAGE_TIMEOUT_US);
+    if (part != Part::NONE) {
+        device_->CompletePage(program.Pid());
+    }
+    if (!ended) {
+        ended = program.Wait(std::nullopt);
+    }
+    end = *ended;
+    return part == Part::NONE ? "" : device_->AwaitEnd(program.Pid());
+}
+
+// The first start's output is the user's; of the others it is only told whether it was the same.
+void LaunchRunner::NoteOutput(std::unique_ptr<ProgramOutput> output) {
+    if (output_ == nullptr) {
+        output->PassThrough();
+        output_ = std::move(output);
+        return;
+    }
+    result_.isOutputSame = result_.isOutputSame.value_or(true) && output_->SameAs(*output);
+}
+
+void LaunchRunner::TellRecord() {
+    for (const std::string& note : device_->Pages().Notes()) {
+        result_.notes.push_back(note);
+    }
+    const PrereadCounts counts = device_->Counts();
+    result_.preread = counts;
+    const auto record = device_->Pages().RecordOf(device_->Scene());
+    if (record == nullptr) {
+        return;
+    }
+    LaunchRecord told;
+    told.files =
+        static_cast<uint64_t>(std::count_if(record->files.begin(), record->files.end(),
+                                            [](const RecordedFile& file) { return file.kind == FileKind::REGULAR; }));
+    told.pages = record->Pages();
+    told.bytes = told.pages * BYTES_PER_PAGE;
+    told.fileBytes = EncodeRecord(*record).size();
+    if (const auto fit = device_->Pages().FitOf(device_->Scene()); fit) {
+        told.untouchedPages = fit->neverTouched;
+        told.missedPages = fit->missed;
+    }
+    result_.record = told;
+}
+
+}  // namespace ZYRA::Host

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/launch/app_device.h"
+#include "host/launch/background_readers.h"
+#include "host/launch/cold_start.h"
+#include "host/launch/launch_result.h"
+#include "host/launch/program_command.h"
+#include "host/launch/program_output.h"
+
+namespace ZYRA::Host {
+
+struct LaunchPlan {
+    ProgramCommand program;
+    uint64_t runs = 1;
+    int64_t headStartUs = 0;
+    // How many readers there are beside the busy starts.
+    uint64_t readers = 0;
+    bool limits = true;
+    CollectionMode mode = CollectionMode::EXACT;
+    std::string pluginPath;
+};
+
+// Starts a real program again and again, cold and warm, without the plugin and with it, in turn. Used by one thread.
+//
+// The wait of a start is the time from when its process is wanted, which is `headStartUs` after the ability start,
+// until the program has ended: what the plugin needs to get ready for the process is part of it.
+class LaunchRunner {
+public:
+    using Progress = std::function<void(const std::string&)>;
+
+    // `machine` must outlive the object. REQUIRES: inside the sandbox, one thread.
+    LaunchRunner(LaunchMachine& machine, const LaunchPlan& plan, Progress progress);
+
+    // Returns "" and the result, or one line.
+    std::string Run(LaunchResult& result);
+
+private:
+    // How the plugin takes part in a start.
+    enum class Part { NONE, PREREADS };
+
+    std::string Prepare();
+    std::string RunInTurn();
+    std::string RunBusy();
+    // One start, whose sample is added to those of its kind.
+    std::string Start(StartKind kind, bool isCold, Part part);
+    std::string LetGo(pid_t pid, Part part);
+    std::string Follow(class HeldProgram& program, Part part, ProcessEnd& end);
+    void NoteOutput(std::unique_ptr<ProgramOutput> output);
+    void TellRecord();
+
+    LaunchMachine& machine_;
+    const LaunchPlan plan_;
+    const Progress progress_;
+    ColdStart coldStart_;
+    std::unique_ptr<AppDevice> device_;
+    std::unique_ptr<BackgroundReaders> readers_;
+    // What the first start has written.
+    std::unique_ptr<ProgramOutput> output_;
+    int64_t wantedAtUs_ = 0;
+    LaunchResult result_;
+};
+
+}  // namespace ZYRA::Host

@@ -1,0 +1,312 @@
+#include "host/pages/linux_pages.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+
+#include "host/pages/page_record_file.h"
+#include "host/pages/preread_job.h"
+#include "host/pages/record_builder.h"
+#include "host/pages/tracepoint.h"
+
+namespace ZYRA::Host {
+
+namespace {
+
+const std::vector<PageEventKind> DEMANDS = {PageEventKind::FAULTED, PageEventKind::READ, PageEventKind::MAPPED};
+
+std::vector<PageEventKind> KindsFor(bool countsAdditions) {
+    std::vector<PageEventKind> kinds = DEMANDS;
+    kinds.push_back(PageEventKind::LOADED);
+    if (countsAdditions) {
+        kinds.push_back(PageEventKind::ADDED);
+    }
+    return kinds;
+}
+
+}  // namespace
+
+LinuxPages::LinuxPages(const Machine& machine, CollectionMode mode)
+    : machine_(machine), mode_(mode), support_(FindTracefs()), readAhead_(machine.guardian, machine.disks) {
+    MutexLock lock(mutex_);
+    if (!support_.HasAdditions()) {
+        Note("no tracepoints of the page cache (tracefs, filemap events): nothing can be recorded");
+    } else if (!support_.HasDemands()) {
+        Note(
+            "no tracepoints of page faults and reads: records are made with read-ahead off, and are not compared "
+            "later");
+    }
+}
+
+LinuxPages::~LinuxPages() {
+    FinishPrereads();
+}
+
+void LinuxPages::Note(const std::string& line) {
+    if (std::find(notes_.begin(), notes_.end(), line) == notes_.end()) {
+        notes_.push_back(line);
+    }
+}
+
+LinuxPages::Known* LinuxPages::Find(const SceneLine& scene) {
+    const auto known = records_.find(scene.scene);
+    if (known != records_.end()) {
+        return &known->second;
+    }
+    std::string reason;
+    std::optional<PageRecord> loaded = LoadPageRecord(scene.recordPath, reason);
+    if (!loaded) {
+        if (!reason.empty()) {
+            Note("record of " + scene.scene + " counts as absent: " + reason);
+        }
+        return nullptr;
+    }
+    const RecordState state = loaded->isOlder ? RecordState::OLDER : RecordState::UPTODATE;
+    Known entry{std::make_shared<const PageRecord>(std::move(*loaded)), scene.recordPath, state, {}};
+    return &records_.insert_or_assign(scene.scene, std::move(entry)).first->second;
+}
+
+std::shared_ptr<const OpenedRecord> LinuxPages::Open(Known* known) {
+    if (known == nullptr) {
+        return nullptr;
+    }
+    auto opened = std::make_shared<const OpenedRecord>(known->record, machine_.view);
+    known->state = opened->State();
+    return opened;
+}
+
+LinuxPages::Work* LinuxPages::WorkOf(int monitor) {
+    const auto work = works_.find(monitor);
+    return work == works_.end() ? nullptr : &work->second;
+}
+
+LinuxPages::Work& LinuxPages::Renew(int monitor, const SceneLine& scene) {
+    Work* const present = WorkOf(monitor);
+    if (present != nullptr && present->scene.scene == scene.scene) {
+        present->scene = scene;
+        return *present;
+    }
+    if (present != nullptr) {
+        Finish(*present);
+    }
+    Work work;
+    work.scene = scene;
+    work.opened = Open(Find(scene));
+    return works_.insert_or_assign(monitor, std::move(work)).first->second;
+}
+
+RecordState LinuxPages::Bind(int monitor, const SceneLine& scene) {
+    MutexLock lock(mutex_);
+    Renew(monitor, scene);
+    const Known* const known = Find(scene);
+    return known == nullptr ? RecordState::ABSENT : known->state;
+}
+
+RecordState LinuxPages::StateOf(const SceneLine& scene) {
+    MutexLock lock(mutex_);
+    const Known* const known = Find(scene);
+    return known == nullptr ? RecordState::ABSENT : known->state;
+}
+
+void LinuxPages::Begin(int monitor, const SceneLine& scene) {
+    MutexLock lock(mutex_);
+    Work& work = Renew(monitor, scene);
+    Finish(work);
+    std::string reason;
+    const bool isExact = mode_ == CollectionMode::EXACT || !support_.HasDemands();
+    work.hasReadAheadOff = isExact && readAhead_.TurnOff(reason);
+    if (isExact && !work.hasReadAheadOff) {
+        Note("recorded with read-ahead as it is: " + reason);
+    }
+    work.collection = PageCollection::Start(support_, KindsFor(work.hasReadAheadOff), reason);
+    work.isRecording = true;
+    if (work.collection == nullptr) {
+        Note(reason);
+    }
+}
+
+void LinuxPages::Attach(int monitor, int32_t pid) {
+    MutexLock lock(mutex_);
+    Work* const work = WorkOf(monitor);
+    if (work == nullptr || work->collection == nullptr) {
+        return;
+    }
+    if (const int error = work->collection->Attach(pid); error != 0) {
+        Note("cannot listen to process " + std::to_string(pid) + ": " + std::strerror(error));
+    }
+}
+
+void LinuxPages::Detach(int monitor, int32_t pid) {
+    MutexLock lock(mutex_);
+    Work* const work = WorkOf(monitor);
+    if (work != nullptr && work->collection != nullptr) {
+        work->collection->Detach(pid);
+    }
+}
+
+void LinuxPages::ClearYoung(int32_t pid) {
+    MutexLock lock(mutex_);
+    for (auto& [monitor, work] : works_) {
+        if (work.collection != nullptr && work.collection->Has(pid)) {
+            work.collection->Clear();
+        }
+    }
+}
+
+PageCollection::Result LinuxPages::Finish(Work& work) {
+    PageCollection::Result result;
+    if (work.collection != nullptr) {
+        result = work.collection->Finish();
+        work.collection.reset();
+    }
+    if (std::exchange(work.hasReadAheadOff, false)) {
+        readAhead_.TurnBack();
+    }
+    work.isRecording = false;
+    if (result.lostEvents != 0) {
+        Note("some page events were lost: the record may miss pages");
+    }
+    return result;
+}
+
+KeptRecord LinuxPages::Keep(int monitor) {
+    MutexLock lock(mutex_);
+    Work* const work = WorkOf(monitor);
+    if (work == nullptr || work->collection == nullptr) {
+        return {};
+    }
+    // With read-ahead off, only what was there before is around a demanded page without having been demanded.
+    const bool aroundCounts = !work->hasReadAheadOff;
+    const PageCollection::Result result = Finish(*work);
+    Compare(*work, result);
+    BuiltRecord built = BuildRecord(result.touched, result.mapped, aroundCounts, machine_.finder, machine_.view);
+    const uint64_t pages = built.record.Pages();
+    return {pages, pages == 0 ? 0 : Store(work->scene, std::move(built.record))};
+}
+
+void LinuxPages::Drop(int monitor) {
+    MutexLock lock(mutex_);
+    if (Work* const work = WorkOf(monitor); work != nullptr) {
+        Finish(*work);
+    }
+}
+
+int LinuxPages::Store(const SceneLine& scene, PageRecord record) {
+    const RecordState state = record.isOlder ? RecordState::OLDER : RecordState::UPTODATE;
+    Known& known = records_[scene.scene];
+    known.path = scene.recordPath;
+    known.record = std::make_shared<const PageRecord>(std::move(record));
+    known.state = state;
+    return SavePageRecord(known.path, *known.record);
+}
+
+void LinuxPages::Watch(int monitor, const SceneLine& scene) {
+    MutexLock lock(mutex_);
+    Work& work = Renew(monitor, scene);
+    if (!work.wasPreread || work.collection != nullptr || !support_.HasDemands()) {
+        return;
+    }
+    std::string reason;
+    work.collection = PageCollection::Start(support_, DEMANDS, reason);
+    // A process that is gone already has nothing to compare with.
+    if (work.collection != nullptr && work.collection->Attach(scene.pid) != 0) {
+        work.collection.reset();
+    }
+}
+
+void LinuxPages::EndWork(int monitor, bool isWhole) {
+    MutexLock lock(mutex_);
+    Work* const work = WorkOf(monitor);
+    if (work == nullptr) {
+        return;
+    }
+    const bool isWatch = work->collection != nullptr && !work->isRecording;
+    const PageCollection::Result result = Finish(*work);
+    if (isWatch && isWhole) {
+        Compare(*work, result);
+        Known* const known = Find(work->scene);
+        const bool isCurrent = known != nullptr && known->record.get() == &work->opened->Record();
+        if (isCurrent && known->fit->IsPoor() && !known->record->isOlder) {
+            PageRecord older = *known->record;
+            older.isOlder = true;
+            Store(work->scene, std::move(older));
+        }
+    }
+    works_.erase(monitor);
+}
+
+void LinuxPages::Compare(Work& work, const PageCollection::Result& result) {
+    Known* const known = Find(work.scene);
+    if (known != nullptr && work.wasPreread && work.opened != nullptr) {
+        known->fit = CompareRecord(work.opened->Record(), result.touched, result.mapped, machine_.finder);
+    }
+}
+
+void LinuxPages::ClearRecord(const std::string& scene) {
+    MutexLock lock(mutex_);
+    records_.erase(scene);
+}
+
+std::vector<std::pair<std::string, int>> LinuxPages::BackUp() {
+    MutexLock lock(mutex_);
+    std::vector<std::pair<std::string, int>> failures;
+    for (const auto& [scene, known] : records_) {
+        if (const int error = SavePageRecord(known.path, *known.record); error != 0) {
+            failures.emplace_back(scene, error);
+        }
+    }
+    return failures;
+}
+
+void LinuxPages::Preread(const SceneLine& scene, std::function<void(const PrereadResult&)> done) {
+    std::shared_ptr<const OpenedRecord> opened;
+    {
+        MutexLock lock(mutex_);
+        for (auto& [monitor, work] : works_) {
+            if (work.scene.scene == scene.scene && work.opened != nullptr) {
+                work.wasPreread = true;
+                opened = work.opened;
+            }
+        }
+        std::erase_if(prereads_, [](const std::future<void>& one) {
+            return one.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+        });
+        if (opened != nullptr) {
+            prereads_.push_back(std::async(std::launch::async, [this, opened, done = std::move(done)] {
+                done(ReadRecordedPages(*opened, machine_.view));
+            }));
+            return;
+        }
+    }
+    done({0, PrereadResult::NO_READ});
+}
+
+void LinuxPages::FinishPrereads() {
+    std::vector<std::future<void>> prereads;
+    {
+        MutexLock lock(mutex_);
+        prereads.swap(prereads_);
+    }
+    for (const std::future<void>& one : prereads) {
+        one.wait();
+    }
+}
+
+std::vector<std::string> LinuxPages::Notes() {
+    MutexLock lock(mutex_);
+    return notes_;
+}
+
+std::shared_ptr<const PageRecord> LinuxPages::RecordOf(const std::string& scene) {
+    MutexLock lock(mutex_);
+    const auto known = records_.find(scene);
+    return known == records_.end() ? nullptr : known->second.record;
+}
+
+std::optional<RecordFit> LinuxPages::FitOf(const std::string& scene) {
+    MutexLock lock(mutex_);
+    const auto known = records_.find(scene);
+    return known == records_.end() ? std::nullopt : known->second.fit;
+}
+
+}  // namespace ZYRA::Host

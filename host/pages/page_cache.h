@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/pages/page_set.h"
+
+namespace ZYRA::Host {
+
+// What of a file is in the page cache. `file` is a regular file that is open for reading. Thread-safe.
+
+// The first `pages` pages of the file that are there now; none where the kernel does not tell.
+PageSet ResidentPages(int file, uint64_t pages);
+
+// Whether all pages of the range are there. False where the kernel does not tell.
+bool IsResident(int file, const PageRange& range);
+
+// The memory that could be had without swapping, in bytes, as `meminfo` has it, and all there is; both UINT64_MAX where
+// it does not tell.
+struct MemoryState {
+    uint64_t available = UINT64_MAX;
+    uint64_t total = UINT64_MAX;
+};
+MemoryState ReadMemoryState(const std::string& meminfo = "/proc/meminfo");
+
+}  // namespace ZYRA::Host

@@ -1,0 +1,142 @@
+#include "host/pages/preread_job.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <thread>
+#include <vector>
+
+#include "host/pages/page_cache.h"
+#include "host/pages/preread_plan.h"
+
+namespace ZYRA::Host {
+
+namespace {
+
+// Two keep a fast disk busy while one of them waits for a file system's own blocks; more get in the way of the order.
+constexpr int READERS = 2;
+constexpr int LOOKERS = 2;
+// A folder of more bytes is not read through: one looks up a name in it by a few blocks.
+constexpr off_t LARGEST_FOLDER = off_t{1} << 20;
+// Of the memory so much is left to others.
+constexpr uint64_t SPARED_PART = 20;
+// How many pieces are asked for between two looks at the memory.
+constexpr size_t PIECES_BETWEEN_LOOKS = 32;
+
+class Job {
+public:
+    Job(const OpenedRecord& record, const MachineView& machine, const std::string& meminfo)
+        : record_(record), machine_(machine), meminfo_(meminfo), pieces_(PlanPreread(record.Record())) {}
+
+    PrereadResult Run() {
+        std::vector<std::thread> threads;
+        for (int looker = 0; looker < LOOKERS; ++looker) {
+            threads.emplace_back([this] { LookAround(); });
+        }
+        for (int reader = 1; reader < READERS; ++reader) {
+            threads.emplace_back([this] { ReadPieces(); });
+        }
+        ReadPieces();
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        return Result();
+    }
+
+private:
+    void ReadPieces() {
+        for (size_t index = nextPiece_++; index < pieces_.size() && !isShort_; index = nextPiece_++) {
+            if (index % PIECES_BETWEEN_LOOKS == 0 && IsMemoryShort()) {
+                isShort_ = true;
+                return;
+            }
+            ReadPiece(pieces_[index]);
+        }
+    }
+
+    void ReadPiece(const RecordedRange& piece) {
+        const int file = record_.File(piece.file);
+        if (file < 0) {
+            return;
+        }
+        ++tried_;
+        if (IsResident(file, piece.pages)) {
+            return;
+        }
+        const uint64_t bytes = piece.pages.count * BYTES_PER_PAGE;
+        while (readahead(file, static_cast<off64_t>(piece.pages.first * BYTES_PER_PAGE), bytes) != 0) {
+            if (errno != EINTR) {
+                ++failed_;
+                return;
+            }
+        }
+        bytes_ += bytes;
+    }
+
+    bool IsMemoryShort() const {
+        const MemoryState memory = ReadMemoryState(meminfo_);
+        return memory.available < memory.total / SPARED_PART;
+    }
+
+    // Has what is on the way to the files, and was read from the disk for that, in memory again.
+    void LookAround() {
+        const std::vector<RecordedFile>& files = record_.Record().files;
+        for (size_t index = nextLook_++; index < files.size() && !isShort_; index = nextLook_++) {
+            const RecordedFile& recorded = files[index];
+            UniqueFd file;
+            switch (recorded.kind) {
+                case FileKind::REGULAR:
+                    break;  // Has been opened to be compared.
+                case FileKind::LINK:
+                    machine_.OpenFile(recorded.path, O_PATH, file);
+                    break;
+                case FileKind::FOLDER:
+                    if (machine_.OpenFile(recorded.path, O_RDONLY | O_DIRECTORY, file) == 0) {
+                        ReadFolder(file.Get());
+                    }
+                    break;
+            }
+        }
+    }
+
+    static void ReadFolder(int folder) {
+        struct stat status {};
+        std::array<char, 32768> entries;
+        if (fstat(folder, &status) == 0 && status.st_size <= LARGEST_FOLDER) {
+            while (syscall(SYS_getdents64, folder, entries.data(), entries.size()) > 0) {
+            }
+        }
+    }
+
+    PrereadResult Result() const {
+        if (isShort_) {
+            return {bytes_, PrereadResult::NO_PAGE};
+        }
+        const bool isUnreadable = failed_ == tried_ && !pieces_.empty();
+        return {bytes_, isUnreadable ? PrereadResult::NO_READ : ""};
+    }
+
+    const OpenedRecord& record_;
+    const MachineView& machine_;
+    const std::string& meminfo_;
+    const std::vector<RecordedRange> pieces_;
+    std::atomic<size_t> nextPiece_{0};
+    std::atomic<size_t> nextLook_{0};
+    std::atomic<bool> isShort_{false};
+    std::atomic<uint64_t> bytes_{0};
+    std::atomic<uint64_t> tried_{0};
+    std::atomic<uint64_t> failed_{0};
+};
+
+}  // namespace
+
+PrereadResult ReadRecordedPages(const OpenedRecord& record, const MachineView& machine, const std::string& meminfo) {
+    return Job(record, machine, meminfo).Run();
+}
+
+}  // namespace ZYRA::Host

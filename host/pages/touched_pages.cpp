@@ -1,0 +1,53 @@
+#include "host/pages/touched_pages.h"
+
+namespace ZYRA::Host {
+
+uint32_t TouchedPages::IndexOf(uint64_t device, uint64_t inode) {
+    const auto [known, isNew] = indices_.try_emplace({device, inode}, static_cast<uint32_t>(files_.size()));
+    if (isNew) {
+        files_.push_back({device, inode, {}, {}});
+    }
+    return known->second;
+}
+
+void TouchedPages::Note(const PageEvent& event) {
+    if (event.kind != PageEventKind::LOADED && event.lastPage < event.firstPage) {
+        return;
+    }
+    const uint32_t index = IndexOf(event.device, event.inode);
+    File& file = files_[index];
+    const PageRange range{event.firstPage, event.lastPage - event.firstPage + 1};
+    switch (event.kind) {
+        case PageEventKind::LOADED:
+            touches_.push_back({index, {0, 0}, true});
+            break;
+        case PageEventKind::MAPPED:
+            for (const PageRange& part : file.around.Add(range)) {
+                touches_.push_back({index, part, false});
+            }
+            break;
+        case PageEventKind::ADDED:
+        case PageEventKind::FAULTED:
+        case PageEventKind::READ:
+            for (const PageRange& part : file.sure.Add(range)) {
+                touches_.push_back({index, part, true});
+            }
+            break;
+    }
+}
+
+void TouchedPages::Clear() {
+    files_.clear();
+    indices_.clear();
+    touches_.clear();
+}
+
+uint64_t TouchedPages::SurePages() const {
+    uint64_t pages = 0;
+    for (const File& file : files_) {
+        pages += file.sure.Count();
+    }
+    return pages;
+}
+
+}  // namespace ZYRA::Host
