@@ -175,6 +175,15 @@ void AppDevice::AwaitLift() {
     }
 }
 
+std::vector<std::string> AppDevice::Notes() {
+    std::vector<std::string> notes = pages_->Notes();
+    if (limiter_ != nullptr) {
+        const std::vector<std::string> refused = limiter_->Notes();
+        notes.insert(notes.end(), refused.begin(), refused.end());
+    }
+    return notes;
+}
+
 PrereadCounts AppDevice::Counts() {
     PrereadCounts counts;
     std::string text, key;

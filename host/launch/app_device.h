@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/kernel/io_limiter.h"
+#include "host/launch/group_limiter.h"
 #include "host/launch/journal_watch.h"
 #include "host/launch/launch_machine.h"
 #include "host/launch/launch_result.h"
@@ -56,23 +56,11 @@ public:
     PrereadCounts Counts();
     // What is used for limits, or what is lacking.
     const std::string& LimitNote() const { return limitNote_; }
+    // What the machine has refused, one line each.
+    std::vector<std::string> Notes();
     bool HasLimits() const { return groups_ != nullptr; }
 
 private:
-    // The groups of the facility are those of the machine.
-    class GroupLimiter final : public IoLimiter {
-    public:
-        explicit GroupLimiter(IoGroups& groups) : groups_(groups) {}
-        int Move(int32_t pid, const std::string& group) override { return groups_.Move(pid, group); }
-        int Limit(const std::string& group, std::optional<uint64_t> readBps,
-                  std::optional<uint64_t> writeBps) override {
-            return groups_.Limit(group, readBps, writeBps);
-        }
-
-    private:
-        IoGroups& groups_;
-    };
-
     AppDevice(LaunchMachine& machine, const Config& config);
     bool Enable(const std::string& pluginPath, std::string& error);
     void Dispatch(uint32_t type, int64_t value, nlohmann::json payload);

@@ -176,7 +176,7 @@ void LaunchRunner::NoteOutput(std::unique_ptr<ProgramOutput> output) {
 }
 
 void LaunchRunner::TellRecord() {
-    for (const std::string& note : device_->Pages().Notes()) {
+    for (const std::string& note : device_->Notes()) {
         result_.notes.push_back(note);
     }
     const PrereadCounts counts = device_->Counts();

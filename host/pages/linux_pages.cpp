@@ -206,11 +206,18 @@ void LinuxPages::Watch(int monitor, const SceneLine& scene) {
     if (!work.wasPreread || work.collection != nullptr || !support_.HasDemands()) {
         return;
     }
-    std::string reason;
-    work.collection = PageCollection::Start(support_, DEMANDS, reason);
+    PrepareWatch();
+    work.collection = std::move(nextWatch_);
     // A process that is gone already has nothing to compare with.
     if (work.collection != nullptr && work.collection->Attach(scene.pid) != 0) {
         work.collection.reset();
+    }
+}
+
+void LinuxPages::PrepareWatch() {
+    std::string reason;
+    if (nextWatch_ == nullptr && support_.HasDemands()) {
+        nextWatch_ = PageCollection::Start(support_, DEMANDS, reason);
     }
 }
 
@@ -233,6 +240,7 @@ void LinuxPages::EndWork(int monitor, bool isWhole) {
         }
     }
     works_.erase(monitor);
+    PrepareWatch();
 }
 
 void LinuxPages::Compare(Work& work, const PageCollection::Result& result) {

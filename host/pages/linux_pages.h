@@ -95,6 +95,7 @@ private:
     Work& Renew(int monitor, const SceneLine& scene) REQUIRES(mutex_);
     Work* WorkOf(int monitor) REQUIRES(mutex_);
     std::shared_ptr<const OpenedRecord> Open(Known* known) REQUIRES(mutex_);
+    void PrepareWatch() REQUIRES(mutex_);
     PageCollection::Result Finish(Work& work) REQUIRES(mutex_);
     void Compare(Work& work, const PageCollection::Result& result) REQUIRES(mutex_);
     int Store(const SceneLine& scene, PageRecord record) REQUIRES(mutex_);
@@ -108,6 +109,8 @@ private:
     ReadAhead readAhead_ GUARDED_BY(mutex_);
     std::map<std::string, Known> records_ GUARDED_BY(mutex_);
     std::map<int, Work> works_ GUARDED_BY(mutex_);
+    // Ready for the next start that is watched.
+    std::unique_ptr<PageCollection> nextWatch_ GUARDED_BY(mutex_);
     std::vector<std::future<void>> prereads_ GUARDED_BY(mutex_);
     std::vector<std::string> notes_ GUARDED_BY(mutex_);
 };

@@ -1,7 +1,5 @@
 #include "host/pages/page_collection.h"
 
-#include <utility>
-
 namespace ZYRA::Host {
 
 namespace {
@@ -17,9 +15,6 @@ std::unique_ptr<PageCollection> PageCollection::Start(const PageEventSupport& su
     return stream == nullptr ? nullptr : std::unique_ptr<PageCollection>(new PageCollection(std::move(stream)));
 }
 
-PageCollection::PageCollection(std::unique_ptr<PageEventStream> stream)
-    : stream_(std::move(stream)), thread_([this] { Listen(); }) {}
-
 PageCollection::~PageCollection() {
     Finish();
 }
@@ -32,6 +27,8 @@ int PageCollection::Attach(int32_t pid) {
     const int error = stream_->Attach(pid);
     if (error != 0) {
         pids_.erase(pid);
+    } else if (!thread_.joinable() && !isEnding_) {
+        thread_ = std::thread([this] { Listen(); });
     }
     return error;
 }

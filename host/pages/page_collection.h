@@ -5,6 +5,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "host/pages/page_events.h"
@@ -13,7 +14,8 @@
 
 namespace ZYRA::Host {
 
-// Listens to processes and gathers which pages they touch, on a thread of its own. Thread-safe.
+// Listens to processes and gathers which pages they touch, on a thread of its own. The listening is got ready when the
+// object is made, so that to attach a process takes little time. Thread-safe.
 class PageCollection {
 public:
     // On failure returns null and fills `error` with one line.
@@ -39,7 +41,7 @@ public:
     Result Finish();
 
 private:
-    explicit PageCollection(std::unique_ptr<PageEventStream> stream);
+    explicit PageCollection(std::unique_ptr<PageEventStream> stream) : stream_(std::move(stream)) {}
     void Listen();
     void TakeEvents() REQUIRES(mutex_);
 
@@ -49,6 +51,7 @@ private:
     Result result_ GUARDED_BY(mutex_);
     std::vector<PageEvent> events_ GUARDED_BY(mutex_);
     std::atomic<bool> isEnding_{false};
+    // From the first process on.
     std::thread thread_;
 };
 

@@ -15,7 +15,6 @@
 #include <cstring>
 
 #include "host/pages/tracepoint.h"
-#include "host/runtime/unique_fd.h"
 
 namespace ZYRA::Host {
 
@@ -23,7 +22,7 @@ namespace {
 
 constexpr size_t PAGE_BYTES = 4096;
 // For each processor. Large enough for what a process does while the reader is not scheduled.
-constexpr size_t RING_BYTES = size_t{4} << 20;
+constexpr size_t RING_BYTES = size_t{2} << 20;
 constexpr uint32_t WAKE_BYTES = 256U << 10;
 // dev_t inside the kernel: 12 bits of major above 20 of minor.
 constexpr unsigned KERNEL_MINOR_BITS = 20;
@@ -189,6 +188,14 @@ std::unique_ptr<PageEventStream> PageEventStream::Open(const PageEventSupport& s
         if (std::find(kinds.begin(), kinds.end(), layout.kind) != kinds.end()) {
             stream->layouts_.push_back(layout);
         }
+    }
+    for (const auto& layout : stream->layouts_) {
+        perf_event_attr attributes = CommonAttributes();
+        attributes.type = PERF_TYPE_TRACEPOINT;
+        attributes.config = layout.id;
+        attributes.inherit = 0;
+        attributes.disabled = 1;
+        stream->keepers_.emplace_back(OpenEvent(attributes, 0, -1));
     }
     const long processors = sysconf(_SC_NPROCESSORS_CONF);
     for (int processor = 0; processor < processors; ++processor) {

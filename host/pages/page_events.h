@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "host/runtime/unique_fd.h"
+
 namespace ZYRA::Host {
 
 // What the kernel tells of a process's dealings with the page cache.
@@ -69,7 +71,8 @@ private:
     std::vector<Layout> layouts_;
 };
 
-// Listens to processes and to what they fork from then on. Used by one thread at a time.
+// Listens to processes and to what they fork from then on. While it is open, its tracepoints are on, so that to attach
+// a process is quick. Used by one thread at a time.
 class PageEventStream {
 public:
     // `kinds` that the kernel does not have are left out. On failure returns null and fills `error` with one line.
@@ -101,6 +104,8 @@ private:
     std::vector<PageEventSupport::Layout> layouts_;
     std::vector<std::unique_ptr<Ring>> rings_;
     std::vector<Source> sources_;
+    // Events that count nothing, and keep the tracepoints on.
+    std::vector<UniqueFd> keepers_;
     std::vector<char> record_;
     uint64_t lost_ = 0;
 };
