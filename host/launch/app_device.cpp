@@ -122,10 +122,17 @@ void AppDevice::StartAbility() {
     Dispatch(ABILITY_START, TOUCH_DOWN, nlohmann::json::object());
 }
 
-std::string AppDevice::StartProcess(pid_t pid) {
-    const std::string number = std::to_string(pid);
+bool AppDevice::IsRecorded() {
+    return pages_->IsUpToDate({static_cast<int32_t>(APP_UID), 0, scene_, std::string(RECORD_DIRECTORY) + scene_});
+}
+
+void AppDevice::StartProcess(pid_t pid) {
     device_->Apply(ProcessPatch({{pid, DeviceProcessOf(APP_UID, bundle_, true)}}));
-    Dispatch(PROCESS_START, 0, {{"pid", number}});
+    Dispatch(PROCESS_START, 0, {{"pid", std::to_string(pid)}});
+}
+
+std::string AppDevice::AwaitReady(pid_t pid) {
+    const std::string number = std::to_string(pid);
     bool isCollected = false;
     const bool isReady = watch_.AwaitFact(READY_TIMEOUT_MS, [&](const JournalFact& fact) {
         const auto* const bind = std::get_if<BindEntry>(&fact);

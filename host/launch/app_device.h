@@ -34,11 +34,18 @@ public:
     AppDevice(const AppDevice&) = delete;
     AppDevice& operator=(const AppDevice&) = delete;
 
+    // Whether nothing of the application has to be collected at its next start.
+    bool IsRecorded();
+
+    // A process is there that will be the application's.
+    void ExpectProcess(pid_t pid) { pages_->Expect(pid); }
     // The user has touched the application: what is recorded of it is preread from now on.
     void StartAbility();
-    // The application's process exists. Returns when the plugin has made everything ready for its first instruction,
-    // with "" or one line.
-    std::string StartProcess(pid_t pid);
+    // The application's process exists; returns at once.
+    void StartProcess(pid_t pid);
+    // Returns when the plugin has taken up the start of the process, and listens to it where it is to be collected; ""
+    // or one line.
+    std::string AwaitReady(pid_t pid);
     // The application's page is shown; returns at once.
     void CompletePage(pid_t pid);
     // Waits until the plugin's work on this start has ended and everything that was preread has been asked for. Returns

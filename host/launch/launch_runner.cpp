@@ -7,7 +7,6 @@
 #include <thread>
 #include <utility>
 
-#include "host/launch/held_program.h"
 #include "host/pages/page_record.h"
 
 namespace ZYRA::Host {
@@ -66,12 +65,12 @@ std::string LaunchRunner::Prepare() {
 std::string LaunchRunner::RunInTurn() {
     std::string error;
     for (uint64_t run = 0; run < plan_.runs && error.empty(); ++run) {
-        error = Start(StartKind::COLD, true, Part::NONE);
-        error = error.empty() ? Start(StartKind::WARM, false, Part::NONE) : error;
+        error = Start(StartKind::COLD, true, false);
+        error = error.empty() ? Start(StartKind::WARM, false, false) : error;
         if (run == 0 && error.empty()) {
-            error = Start(StartKind::RECORDING, true, Part::PREREADS);
+            error = Start(StartKind::RECORDING, true, true);
         }
-        error = error.empty() ? Start(StartKind::PREREAD, true, Part::PREREADS) : error;
+        error = error.empty() ? Start(StartKind::PREREAD, true, true) : error;
     }
     return error;
 }
@@ -89,12 +88,12 @@ std::string LaunchRunner::RunBusy() {
         result_.notes.push_back(device_->LimitNote());
     }
     for (uint64_t run = 0; run < plan_.runs && error.empty(); ++run) {
-        error = Start(StartKind::BUSY_COLD, true, Part::NONE);
-        error = error.empty() ? Start(StartKind::BUSY_PREREAD, true, Part::PREREADS) : error;
+        error = Start(StartKind::BUSY_COLD, true, false);
+        error = error.empty() ? Start(StartKind::BUSY_PREREAD, true, true) : error;
         if (limits && error.empty()) {
             // The plugin limits the processes that the device knows.
             device_->SetBackground(readers_->Pids());
-            error = Start(StartKind::BUSY_PREREAD_LIMITED, true, Part::PREREADS);
+            error = Start(StartKind::BUSY_PREREAD_LIMITED, true, true);
             device_->AwaitLift();
             device_->SetBackground({});
         }
@@ -103,7 +102,7 @@ std::string LaunchRunner::RunBusy() {
     return error;
 }
 
-std::string LaunchRunner::Start(StartKind kind, bool isCold, Part part) {
+std::string LaunchRunner::Start(StartKind kind, bool isCold, bool hasPlugin) {
     progress_(StartLabel(kind));
     std::string error;
     auto output = ProgramOutput::Create();
@@ -113,6 +112,7 @@ std::string LaunchRunner::Start(StartKind kind, bool isCold, Part part) {
     if (readers_ != nullptr) {
         readers_->Pause();
     }
+    const Part part = !hasPlugin ? Part::NONE : device_->IsRecorded() ? Part::PREREADS : Part::COLLECTS;
     if (isCold && !coldStart_.Make(error)) {
         return error;
     }
@@ -121,13 +121,15 @@ std::string LaunchRunner::Start(StartKind kind, bool isCold, Part part) {
     if (program == nullptr) {
         return error;
     }
+    if (part == Part::PREREADS) {
+        device_->ExpectProcess(program->Pid());
+    }
     if (readers_ != nullptr) {
         readers_->Resume();
     }
     const auto bytesBefore = machine_.BytesReadFromDisks();
     ProcessEnd end;
-    error = LetGo(program->Pid(), part);
-    error = error.empty() && !program->Go(error) ? error : error;
+    error = LetGo(*program, part);
     error = error.empty() ? Follow(*program, part, end) : error;
     if (!error.empty()) {
         return error;
@@ -140,22 +142,33 @@ std::string LaunchRunner::Start(StartKind kind, bool isCold, Part part) {
     return "";
 }
 
-// Returns when the held process may go, with the time noted at which it is wanted.
-std::string LaunchRunner::LetGo(pid_t pid, Part part) {
+// Lets the held process go when it is wanted, or as soon after that as it may.
+std::string LaunchRunner::LetGo(HeldProgram& program, Part part) {
+    std::string error;
     wantedAtUs_ = MonotonicUs();
-    if (part == Part::NONE) {
-        return "";
+    if (part != Part::NONE) {
+        device_->StartAbility();
+        wantedAtUs_ += plan_.headStartUs;
+        SleepUntil(wantedAtUs_);
     }
-    device_->StartAbility();
-    wantedAtUs_ += plan_.headStartUs;
-    SleepUntil(wantedAtUs_);
-    return device_->StartProcess(pid);
+    if (part == Part::COLLECTS) {
+        device_->StartProcess(program.Pid());
+        error = device_->AwaitReady(program.Pid());
+    }
+    if (error.empty() && program.Go(error) && part == Part::PREREADS) {
+        device_->StartProcess(program.Pid());
+    }
+    return error;
 }
 
 // Sees the program to its end, and the plugin's work on it to its.
 std::string LaunchRunner::Follow(HeldProgram& program, Part part, ProcessEnd& end) {
     std::optional<ProcessEnd> ended = program.Wait(MonotonicUs() + PAGE_TIMEOUT_US);
     if (part != Part::NONE) {
+        // A program that has ended at once may have been quicker than the plugin.
+        if (const std::string error = device_->AwaitReady(program.Pid()); !error.empty()) {
+            return error;
+        }
         device_->CompletePage(program.Pid());
     }
     if (!ended) {

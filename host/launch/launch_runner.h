@@ -10,6 +10,7 @@
 #include "host/launch/app_device.h"
 #include "host/launch/background_readers.h"
 #include "host/launch/cold_start.h"
+#include "host/launch/held_program.h"
 #include "host/launch/launch_result.h"
 #include "host/launch/program_command.h"
 #include "host/launch/program_output.h"
@@ -42,16 +43,16 @@ public:
     std::string Run(LaunchResult& result);
 
 private:
-    // How the plugin takes part in a start.
-    enum class Part { NONE, PREREADS };
+    // How the plugin takes part in a start. A program that it collects is held until it is listened to.
+    enum class Part { NONE, PREREADS, COLLECTS };
 
     std::string Prepare();
     std::string RunInTurn();
     std::string RunBusy();
     // One start, whose sample is added to those of its kind.
-    std::string Start(StartKind kind, bool isCold, Part part);
-    std::string LetGo(pid_t pid, Part part);
-    std::string Follow(class HeldProgram& program, Part part, ProcessEnd& end);
+    std::string Start(StartKind kind, bool isCold, bool hasPlugin);
+    std::string LetGo(HeldProgram& program, Part part);
+    std::string Follow(HeldProgram& program, Part part, ProcessEnd& end);
     void NoteOutput(std::unique_ptr<ProgramOutput> output);
     void TellRecord();
 

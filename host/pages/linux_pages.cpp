@@ -206,8 +206,12 @@ void LinuxPages::Watch(int monitor, const SceneLine& scene) {
     if (!work.wasPreread || work.collection != nullptr || !support_.HasDemands()) {
         return;
     }
+    if (expected_ != scene.pid) {
+        nextWatch_.reset();
+    }
     PrepareWatch();
     work.collection = std::move(nextWatch_);
+    expected_.reset();
     // A process that is gone already has nothing to compare with.
     if (work.collection != nullptr && work.collection->Attach(scene.pid) != 0) {
         work.collection.reset();
@@ -219,6 +223,20 @@ void LinuxPages::PrepareWatch() {
     if (nextWatch_ == nullptr && support_.HasDemands()) {
         nextWatch_ = PageCollection::Start(support_, DEMANDS, reason);
     }
+}
+
+void LinuxPages::Expect(int32_t pid) {
+    MutexLock lock(mutex_);
+    nextWatch_.reset();
+    PrepareWatch();
+    const bool isHeard = nextWatch_ != nullptr && nextWatch_->Attach(pid) == 0;
+    expected_ = isHeard ? std::optional(pid) : std::nullopt;
+}
+
+bool LinuxPages::IsUpToDate(const SceneLine& scene) {
+    MutexLock lock(mutex_);
+    const auto opened = Open(Find(scene));
+    return opened != nullptr && opened->State() == RecordState::UPTODATE;
 }
 
 void LinuxPages::EndWork(int monitor, bool isWhole) {

@@ -63,8 +63,14 @@ public:
     void Preread(const SceneLine& scene, std::function<void(const PrereadResult&)> done) override;
     void FinishPrereads() override;
 
+    // A process exists whose start the device is told of later: it is listened to from now on, so that nothing of it is
+    // missed when it turns out to be watched.
+    void Expect(int32_t pid);
+
     // What the kernel lacks and what went wrong, one line each and each once.
     std::vector<std::string> Notes();
+    // Whether the scene's record is up to date, looked up afresh.
+    bool IsUpToDate(const SceneLine& scene);
     // The scene's record, if it is in the cache.
     std::shared_ptr<const PageRecord> RecordOf(const std::string& scene);
     // Of the last start of the scene that was preread and seen to its end.
@@ -109,8 +115,9 @@ private:
     ReadAhead readAhead_ GUARDED_BY(mutex_);
     std::map<std::string, Known> records_ GUARDED_BY(mutex_);
     std::map<int, Work> works_ GUARDED_BY(mutex_);
-    // Ready for the next start that is watched.
+    // Ready for the next start that is watched; it listens to the expected process already, if there is one.
     std::unique_ptr<PageCollection> nextWatch_ GUARDED_BY(mutex_);
+    std::optional<int32_t> expected_ GUARDED_BY(mutex_);
     std::vector<std::future<void>> prereads_ GUARDED_BY(mutex_);
     std::vector<std::string> notes_ GUARDED_BY(mutex_);
 };

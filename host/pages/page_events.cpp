@@ -42,6 +42,7 @@ constexpr Source SOURCES[] = {
     {PageEventKind::READ, "filemap/mm_filemap_get_pages", "s_dev", "i_ino", "index", "last_index", ""},
     {PageEventKind::MAPPED, "filemap/mm_filemap_map_pages", "s_dev", "i_ino", "index", "last_index", ""},
     {PageEventKind::LOADED, "ext4/ext4_load_inode", "dev", "ino", "", "", ""},
+    {PageEventKind::LOADED, "ext4/ext4_es_lookup_extent_enter", "dev", "ino", "", "", ""},
 };
 
 using Number = PageEventSupport::Layout::Number;

@@ -1,11 +1,13 @@
 #include "host/pages/touched_pages.h"
 
+#include <utility>
+
 namespace ZYRA::Host {
 
 uint32_t TouchedPages::IndexOf(uint64_t device, uint64_t inode) {
     const auto [known, isNew] = indices_.try_emplace({device, inode}, static_cast<uint32_t>(files_.size()));
     if (isNew) {
-        files_.push_back({device, inode, {}, {}});
+        files_.push_back({device, inode, {}, {}, false});
     }
     return known->second;
 }
@@ -19,7 +21,9 @@ void TouchedPages::Note(const PageEvent& event) {
     const PageRange range{event.firstPage, event.lastPage - event.firstPage + 1};
     switch (event.kind) {
         case PageEventKind::LOADED:
-            touches_.push_back({index, {0, 0}, true});
+            if (!std::exchange(file.isLoaded, true)) {
+                touches_.push_back({index, {0, 0}, true});
+            }
             break;
         case PageEventKind::MAPPED:
             for (const PageRange& part : file.around.Add(range)) {

@@ -23,6 +23,7 @@ public:
         uint64_t inode = 0;
         PageSet sure;
         PageSet around;
+        bool isLoaded = false;
     };
     // Pages that were not touched before, or an inode that was read (no pages).
     struct Touch {
