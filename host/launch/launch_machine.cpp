@@ -19,6 +19,9 @@ void RaiseFileLimit() {
 
 }  // namespace
 
+LaunchMachine::LaunchMachine(MachineView machineView, std::unique_ptr<Guardian> machineGuardian)
+    : view(std::move(machineView)), guardian(std::move(machineGuardian)), disks(MountedDisks()) {}
+
 std::unique_ptr<LaunchMachine> LaunchMachine::TakeHold(std::string& error) {
     RaiseFileLimit();
     std::optional<MachineView> view = MachineView::Capture(error);
@@ -29,8 +32,7 @@ std::unique_ptr<LaunchMachine> LaunchMachine::TakeHold(std::string& error) {
     if (guardian == nullptr) {
         return nullptr;
     }
-    return std::unique_ptr<LaunchMachine>(
-        new LaunchMachine{std::move(*view), FileFinder(), std::move(guardian), MountedDisks()});
+    return std::make_unique<LaunchMachine>(std::move(*view), std::move(guardian));
 }
 
 std::optional<uint64_t> LaunchMachine::BytesReadFromDisks() const {

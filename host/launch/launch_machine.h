@@ -17,6 +17,8 @@ struct LaunchMachine {
     // Null on failure, with one line in `error`. REQUIRES: root, one thread, outside the sandbox.
     static std::unique_ptr<LaunchMachine> TakeHold(std::string& error);
 
+    LaunchMachine(MachineView machineView, std::unique_ptr<Guardian> machineGuardian);
+
     // Of all the disks together; nothing when one of them does not tell.
     std::optional<uint64_t> BytesReadFromDisks() const;
 

@@ -166,7 +166,7 @@ std::string LaunchRunner::Follow(HeldProgram& program, Part part, ProcessEnd& en
     std::optional<ProcessEnd> ended = program.Wait(MonotonicUs() + PAGE_TIMEOUT_US);
     if (part != Part::NONE) {
         // A program that has ended at once may have been quicker than the plugin.
-        if (const std::string error = device_->AwaitReady(program.Pid()); !error.empty()) {
+        if (std::string error = device_->AwaitReady(program.Pid()); !error.empty()) {
             return error;
         }
         device_->CompletePage(program.Pid());
