@@ -91,8 +91,8 @@ RC_GTEST_PROP(PageRecordTest, ComesBackFromItsTextUnlessThatIsDamaged, (int64_t 
 // The checksum is right in each of them. Digits stand for bytes of that value; the file has 4 pages.
 TEST(PageRecordTest, BodiesThatLieAreRefused) {
     const std::string file =
-        "01\x80\x80"
-        "1102/a";
+        "011\x80\x80"
+        "102/a";
     const std::string most = "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\1";
     const std::pair<std::string, const char*> rows[] = {
         {"001" + file + "210403", ""},
