@@ -86,7 +86,7 @@ std::string LaunchJson(const LaunchResult& result) {
                               {"options", OptionsJson(result.options)},
                               {"starts", StartsJson(result)},
                               {"prereadGain", GainJson(result.PrereadGain())},
-                              {"limitGain", GainJson(result.LimitGain())},
+                              {"busyGain", GainJson(result.BusyGain())},
                               {"record", result.record ? RecordJson(*result.record) : OrderedJson(nullptr)},
                               {"preread", result.preread ? PrereadJson(*result.preread) : OrderedJson(nullptr)},
                               {"status", status ? StatusJson(*status) : OrderedJson(nullptr)},

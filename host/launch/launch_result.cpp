@@ -38,8 +38,6 @@ const char* StartLabel(StartKind kind) {
             return "warm";
         case StartKind::BUSY_COLD:
             return "cold, disk busy";
-        case StartKind::BUSY_COLD_LIMITED:
-            return "cold, disk busy, limited";
         case StartKind::BUSY_PREREAD:
             return "preread, disk busy";
         case StartKind::BUSY_PREREAD_LIMITED:
@@ -60,8 +58,6 @@ const char* StartKey(StartKind kind) {
             return "warm";
         case StartKind::BUSY_COLD:
             return "busyCold";
-        case StartKind::BUSY_COLD_LIMITED:
-            return "busyColdLimited";
         case StartKind::BUSY_PREREAD:
             return "busyPreread";
         case StartKind::BUSY_PREREAD_LIMITED:
@@ -142,8 +138,8 @@ std::optional<Gain> LaunchResult::PrereadGain() const {
     return GainBetween(StartKind::COLD, StartKind::PREREAD, StartKind::WARM);
 }
 
-std::optional<Gain> LaunchResult::LimitGain() const {
-    return GainBetween(StartKind::BUSY_COLD, StartKind::BUSY_COLD_LIMITED, StartKind::COLD);
+std::optional<Gain> LaunchResult::BusyGain() const {
+    return GainBetween(StartKind::BUSY_COLD, StartKind::BUSY_PREREAD_LIMITED, StartKind::COLD);
 }
 
 }  // namespace ZYRA::Host

@@ -16,7 +16,6 @@ enum class StartKind {
     PREREAD,    // Cold, and what was recorded is preread.
     WARM,
     BUSY_COLD,
-    BUSY_COLD_LIMITED,
     BUSY_PREREAD,
     BUSY_PREREAD_LIMITED,
 };
@@ -96,9 +95,9 @@ struct LaunchResult {
 
     // Of the medians; nothing when one of the three kinds has no samples.
     std::optional<Gain> GainBetween(StartKind slow, StartKind improved, StartKind floor) const;
-    // The avoidable wait that the preread takes away, and the wait beside readers that their limit takes away.
+    // The avoidable wait that the preread takes away, and the wait for busy disks that preread and limit together do.
     std::optional<Gain> PrereadGain() const;
-    std::optional<Gain> LimitGain() const;
+    std::optional<Gain> BusyGain() const;
 };
 
 }  // namespace ZYRA::Host

@@ -131,7 +131,7 @@ std::string LaunchTable(const LaunchResult& result) {
     text += Wrapped("  ", OptionsText(result.options));
     text += StartsText(result);
     text += GainText("avoidable wait taken away", result.PrereadGain());
-    text += GainText("wait for a busy disk taken away by the limit", result.LimitGain());
+    text += GainText("wait for busy disks taken away by preread and limit", result.BusyGain());
     if (result.record) {
         text += Wrapped("  record   ", RecordText(*result.record));
     }

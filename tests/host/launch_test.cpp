@@ -144,7 +144,7 @@ TEST(LaunchTest, TableAndJsonTellTheResult) {
 )");
     const auto json = nlohmann::json::parse(LaunchJson(result));
     EXPECT_EQ(json["starts"]["warm"]["samples"][0]["status"]["signal"], SIGSEGV);
-    EXPECT_TRUE(json["starts"]["recording"]["bytesRead"].is_null() && json["limitGain"].is_null());
+    EXPECT_TRUE(json["starts"]["recording"]["bytesRead"].is_null() && json["busyGain"].is_null());
     EXPECT_TRUE(GainOf(1000, 950, 950).share == 1.0 && !GainOf(1000, 900, 951).share && !GainOf(0, 0, 0).share);
 }
 
