@@ -207,7 +207,7 @@ void LaunchRunner::TellRecord() {
     told.fileBytes = EncodeRecord(*record).size();
     if (const auto fit = device_->Pages().FitOf(device_->Scene()); fit) {
         told.untouchedPages = fit->neverTouched;
-        told.missedPages = fit->missed;
+        told.missedPages = fit->Missed();
     }
     result_.record = told;
 }

@@ -4,10 +4,10 @@
 #include <chrono>
 #include <cstring>
 
+#include "host/pages/mapped_pages.h"
 #include "host/pages/page_record_file.h"
 #include "host/pages/preread_job.h"
 #include "host/pages/record_builder.h"
-#include "host/pages/tracepoint.h"
 
 namespace ZYRA::Host {
 
@@ -27,11 +27,13 @@ std::vector<PageEventKind> KindsFor(bool countsAdditions) {
 }  // namespace
 
 LinuxPages::LinuxPages(const Machine& machine, CollectionMode mode)
-    : machine_(machine), mode_(mode), support_(FindTracefs()), readAhead_(machine.guardian, machine.disks) {
+    : machine_(machine), mode_(mode), readAhead_(machine.guardian, machine.disks) {
     MutexLock lock(mutex_);
-    if (!support_.HasAdditions()) {
-        Note("no tracepoints of the page cache (tracefs, filemap events): nothing can be recorded");
-    } else if (!support_.HasDemands()) {
+    if (!machine_.events.HasAdditions()) {
+        Note(
+            "no tracepoints of the page cache (tracefs, filemap events): recorded is what is in memory, after a start, "
+            "of the files that were mapped");
+    } else if (!machine_.events.HasDemands()) {
         Note(
             "no tracepoints of page faults and reads: records are made with read-ahead off, and are not compared "
             "later");
@@ -113,12 +115,12 @@ void LinuxPages::Begin(int monitor, const SceneLine& scene) {
     Work& work = Renew(monitor, scene);
     Finish(work);
     std::string reason;
-    const bool isExact = mode_ == CollectionMode::EXACT || !support_.HasDemands();
+    const bool isExact = mode_ == CollectionMode::EXACT || !machine_.events.HasDemands();
     work.hasReadAheadOff = isExact && readAhead_.TurnOff(reason);
     if (isExact && !work.hasReadAheadOff) {
         Note("recorded with read-ahead as it is: " + reason);
     }
-    work.collection = PageCollection::Start(support_, KindsFor(work.hasReadAheadOff), reason);
+    work.collection = PageCollection::Start(machine_.events, KindsFor(work.hasReadAheadOff), reason);
     work.isRecording = true;
     if (work.collection == nullptr) {
         Note(reason);
@@ -177,8 +179,12 @@ KeptRecord LinuxPages::Keep(int monitor) {
     }
     // With read-ahead off, only what was there before is around a demanded page without having been demanded.
     const bool aroundCounts = !work->hasReadAheadOff;
-    const PageCollection::Result result = Finish(*work);
-    Compare(*work, result);
+    PageCollection::Result result = Finish(*work);
+    if (machine_.events.HasAdditions()) {
+        Compare(*work, result);
+    } else {
+        result.touched = ResidentPagesOf(result.mapped, machine_.view);
+    }
     BuiltRecord built = BuildRecord(result.touched, result.mapped, aroundCounts, machine_.finder, machine_.view);
     const uint64_t pages = built.record.Pages();
     return {pages, pages == 0 ? 0 : Store(work->scene, std::move(built.record))};
@@ -203,7 +209,7 @@ int LinuxPages::Store(const SceneLine& scene, PageRecord record) {
 void LinuxPages::Watch(int monitor, const SceneLine& scene) {
     MutexLock lock(mutex_);
     Work& work = Renew(monitor, scene);
-    if (!work.wasPreread || work.collection != nullptr || !support_.HasDemands()) {
+    if (!work.wasPreread || work.collection != nullptr || !machine_.events.HasDemands()) {
         return;
     }
     if (expected_ != scene.pid) {
@@ -220,8 +226,8 @@ void LinuxPages::Watch(int monitor, const SceneLine& scene) {
 
 void LinuxPages::PrepareWatch() {
     std::string reason;
-    if (nextWatch_ == nullptr && support_.HasDemands()) {
-        nextWatch_ = PageCollection::Start(support_, DEMANDS, reason);
+    if (nextWatch_ == nullptr && machine_.events.HasDemands()) {
+        nextWatch_ = PageCollection::Start(machine_.events, DEMANDS, reason);
     }
 }
 
@@ -251,10 +257,8 @@ void LinuxPages::EndWork(int monitor, bool isWhole) {
         Compare(*work, result);
         Known* const known = Find(work->scene);
         const bool isCurrent = known != nullptr && known->record.get() == &work->opened->Record();
-        if (isCurrent && known->fit->IsPoor() && !known->record->isOlder) {
-            PageRecord older = *known->record;
-            older.isOlder = true;
-            Store(work->scene, std::move(older));
+        if (isCurrent && !known->record->isOlder) {
+            Improve(work->scene, *known);
         }
     }
     works_.erase(monitor);
@@ -264,8 +268,20 @@ void LinuxPages::EndWork(int monitor, bool isWhole) {
 void LinuxPages::Compare(Work& work, const PageCollection::Result& result) {
     Known* const known = Find(work.scene);
     if (known != nullptr && work.wasPreread && work.opened != nullptr) {
-        known->fit = CompareRecord(work.opened->Record(), result.touched, result.mapped, machine_.finder);
+        known->fit = CompareRecord(work.opened->Record(), result.touched, result.mapped, machine_.finder, machine_.view);
     }
+}
+
+void LinuxPages::Improve(const SceneLine& scene, const Known& known) {
+    PageRecord better = *known.record;
+    if (known.fit->IsPoor()) {
+        better.isOlder = true;
+    } else if (known.fit->IsToBeExtended()) {
+        better = ExtendRecord(std::move(better), known.fit->missing);
+    } else {
+        return;
+    }
+    Store(scene, std::move(better));
 }
 
 void LinuxPages::ClearRecord(const std::string& scene) {

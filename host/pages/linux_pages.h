@@ -19,6 +19,7 @@
 #include "host/pages/page_events.h"
 #include "host/pages/read_ahead.h"
 #include "host/pages/record_fit.h"
+#include "host/pages/tracepoint.h"
 #include "platform/mutex.h"
 
 namespace ZYRA::Host {
@@ -34,7 +35,7 @@ enum class CollectionMode : uint8_t {
 //
 // A record is looked at when its scene is bound: its files are opened and compared, which takes as long as the file
 // systems need to find them. A preread runs on threads of its own. A scene that was preread and of which nothing has to
-// be collected is watched, and a record that has missed too much becomes older.
+// be collected is watched: a record that has missed a little takes it in, one that has missed too much becomes older.
 class LinuxPages final : public PageBackend {
 public:
     struct Machine {
@@ -42,6 +43,7 @@ public:
         const FileFinder& finder;
         Guardian& guardian;
         std::vector<BlockDevice> disks;
+        PageEventSupport events{FindTracefs()};
     };
 
     // What `machine` refers to must outlive the object. REQUIRES: the process is in the sandbox, and root.
@@ -104,12 +106,12 @@ private:
     void PrepareWatch() REQUIRES(mutex_);
     PageCollection::Result Finish(Work& work) REQUIRES(mutex_);
     void Compare(Work& work, const PageCollection::Result& result) REQUIRES(mutex_);
+    void Improve(const SceneLine& scene, const Known& known) REQUIRES(mutex_);
     int Store(const SceneLine& scene, PageRecord record) REQUIRES(mutex_);
     void Note(const std::string& line) REQUIRES(mutex_);
 
     const Machine machine_;
     const CollectionMode mode_;
-    const PageEventSupport support_;
 
     Mutex mutex_;
     ReadAhead readAhead_ GUARDED_BY(mutex_);

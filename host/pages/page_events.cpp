@@ -81,8 +81,8 @@ perf_event_attr CommonAttributes() {
     return attributes;
 }
 
-// Owns the ring: an event that never happens. It also tells what is mapped.
-perf_event_attr RingAttributes() {
+// An event that never happens.
+perf_event_attr DummyAttributes() {
     perf_event_attr attributes = CommonAttributes();
     attributes.type = PERF_TYPE_SOFTWARE;
     attributes.config = PERF_COUNT_SW_DUMMY;
@@ -125,7 +125,7 @@ bool PageEventSupport::HasDemands() const {
 class PageEventStream::Ring {
 public:
     static std::unique_ptr<Ring> Open(int processor) {
-        perf_event_attr attributes = RingAttributes();
+        perf_event_attr attributes = DummyAttributes();
         UniqueFd file(OpenEvent(attributes, 0, processor));
         if (!file.Valid()) {
             return nullptr;
@@ -217,22 +217,30 @@ PageEventStream::~PageEventStream() = default;
 
 int PageEventStream::Attach(int32_t pid) {
     for (const auto& ring : rings_) {
-        bool isFirst = true;
+        // One event of each process tells the mappings: where there is no other, one that never happens.
+        int error = layouts_.empty() ? Listen(pid, *ring, DummyAttributes(), true) : 0;
         for (const auto& layout : layouts_) {
             perf_event_attr attributes = CommonAttributes();
             attributes.type = PERF_TYPE_TRACEPOINT;
             attributes.config = layout.id;
-            attributes.mmap = attributes.mmap_data = attributes.mmap2 = isFirst ? 1 : 0;
-            isFirst = false;
-            UniqueFd file(OpenEvent(attributes, pid, ring->Processor()));
-            if (!file.Valid() || ioctl(file.Get(), PERF_EVENT_IOC_SET_OUTPUT, ring->File()) != 0) {
-                const int error = errno;
-                Detach(pid);
-                return error;
-            }
-            sources_.push_back({pid, std::move(file)});
+            error = error == 0 ? Listen(pid, *ring, attributes, &layout == &layouts_.front()) : error;
+        }
+        if (error != 0) {
+            Detach(pid);
+            return error;
         }
     }
+    return 0;
+}
+
+int PageEventStream::Listen(int32_t pid, const Ring& ring, const perf_event_attr& common, bool tellsMappings) {
+    perf_event_attr attributes = common;
+    attributes.mmap = attributes.mmap_data = attributes.mmap2 = tellsMappings ? 1 : 0;
+    UniqueFd file(OpenEvent(attributes, pid, ring.Processor()));
+    if (!file.Valid() || ioctl(file.Get(), PERF_EVENT_IOC_SET_OUTPUT, ring.File()) != 0) {
+        return errno;
+    }
+    sources_.push_back({pid, std::move(file)});
     return 0;
 }
 

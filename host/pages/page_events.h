@@ -8,6 +8,8 @@
 
 #include "host/runtime/unique_fd.h"
 
+struct perf_event_attr;
+
 namespace ZYRA::Host {
 
 // What the kernel tells of a process's dealings with the page cache.
@@ -71,7 +73,8 @@ private:
     std::vector<Layout> layouts_;
 };
 
-// Listens to processes and to what they fork from then on. While it is open, its tracepoints are on, so that to attach
+// Listens to processes and to what they fork from then on: what of the given kinds the kernel tells, and in any case what
+// they map. While it is open, its tracepoints are on, so that to attach
 // a process is quick. Used by one thread at a time.
 class PageEventStream {
 public:
@@ -99,6 +102,7 @@ private:
     struct Source;
 
     PageEventStream() = default;
+    int Listen(int32_t pid, const Ring& ring, const perf_event_attr& common, bool tellsMappings);
     void Read(const Ring& ring, std::vector<PageEvent>& events, std::vector<MappedFile>& files);
 
     std::vector<PageEventSupport::Layout> layouts_;

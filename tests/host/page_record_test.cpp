@@ -18,6 +18,7 @@
 
 #include "host/kernel/scene_line.h"
 #include "host/pages/page_record_file.h"
+#include "host/pages/record_fit.h"
 #include "host/pages/record_check.h"
 #include "host/runtime/confined_folder.h"
 
@@ -114,6 +115,24 @@ TEST(PageRecordTest, BodiesThatLieAreRefused) {
         EXPECT_EQ(DecodeRecord(SealRecordBody(text), reason).has_value(), *expected == '\0') << expected;
         EXPECT_EQ(reason, expected);
     }
+}
+
+TEST(RecordFitTest, ExtendedRecordHoldsWhatItMissedOnce) {
+    const RecordedFile a = {FileKind::REGULAR, {1, 2, 90000, 3}, "/a"};
+    const RecordedFile b = {FileKind::REGULAR, {1, 4, 90000, 3}, "/b"};
+    const PageRecord record = {5, false, {a}, {{0, {10, 2}}}};
+    PageRecord more = {9, true, {b, a}, {{1, {9, 5}}, {0, {0, 2}}}};
+    const PageRecord extended = {5, false, {a, b}, {{0, {10, 2}}, {0, {9, 1}}, {0, {12, 2}}, {1, {0, 2}}}};
+    EXPECT_EQ(ExtendRecord(record, more), extended);
+    EXPECT_EQ(ExtendRecord(extended, more), extended);
+    // Another file has taken the place of the first.
+    more.files[1].identity.mtimeNs = 4;
+    EXPECT_EQ(ExtendRecord(record, more), (PageRecord{5, false, {a, b}, {{0, {10, 2}}, {1, {0, 2}}}}));
+    const auto fit = [&](uint64_t recorded, uint64_t neverTouched, uint64_t missed) {
+        return RecordFit{recorded, neverTouched, {0, false, {b}, {{0, {0, missed}}}}};
+    };
+    EXPECT_TRUE(fit(39, 0, 2).IsPoor() && !fit(40, 0, 2).IsPoor());
+    EXPECT_TRUE(fit(40, 4, 1).IsToBeExtended() && !fit(40, 5, 1).IsToBeExtended() && !fit(40, 4, 0).IsToBeExtended());
 }
 
 const std::string ROOT(RECORD_DIRECTORY);
