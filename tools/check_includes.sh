@@ -30,7 +30,7 @@ host/workload   platform host/runtime host/services host/kernel host/replay host
 host/cli        platform host/runtime host/services host/kernel host/sandbox host/replay host/machine host/pages host/report host/launch host/workload host/cli
 tests           *
 fuzz            *
-bench           *
+benchmarks      *
 '
 
 # check: reads file names, relative to the current directory, from standard input; prints the breaches.
