@@ -1,0 +1,146 @@
+#!/usr/bin/env python3
+"""Tables of what benchmarks/launch.sh has measured, and what of its aims was held.
+
+Usage: benchmarks/launch_tables.py DIR
+
+Reads cold.PROGRAM.KIB.MS.launch.json (from iosched-host launch), cold.PROGRAM.KIB.MS.others.json (from timed_start),
+busy.PROGRAM.json and slow.PROGRAM.json; what is missing is left out.
+"""
+import glob
+import json
+import os
+import statistics
+import sys
+
+SHARE_AIMS = {0: 0.75, 100: 0.95}
+BYTES_AIM = 1.25
+BUSY_AIM = 1.5
+# Of less than that part of the cold wait nothing is said.
+LEAST_GAIN = 0.05
+OURS, OTHERS = "preread", {"vmtouch": "vmtouch", "cacheRecord": "cache record"}
+
+
+def load(path):
+    with open(path, encoding="utf-8") as file:
+        return json.load(file)
+
+
+def median(result, kind, member="waitUs"):
+    """Nothing where the kind was not started or the number is not known."""
+    values = [sample[member] for sample in result["starts"].get(kind, {}).get("samples", [])]
+    return statistics.median(values) if values and None not in values else None
+
+
+def share(result, kind):
+    """The part of the avoidable wait that is gone."""
+    cold, warm, now = (median(result, key) for key in ("cold", "warm", kind))
+    if None in (cold, warm, now) or cold - warm < LEAST_GAIN * cold:
+        return None
+    return (cold - now) / (cold - warm)
+
+
+def ratio(part, whole):
+    return part / whole if part is not None and whole else None
+
+
+def number(value, form="{:.2f}"):
+    return "-" if value is None else form.format(value)
+
+
+def ms(microseconds):
+    return number(None if microseconds is None else microseconds / 1000, "{:.0f}")
+
+
+def print_table(title, head, rows):
+    print(f"\n{title}\n")
+    widths = [max(len(row[column]) for row in [head, *rows]) for column in range(len(head))]
+
+    def line(cells):
+        return "| " + " | ".join(cell.ljust(width) if index == 0 else cell.rjust(width)
+                                 for index, (cell, width) in enumerate(zip(cells, widths))) + " |"
+    print(line(head))
+    print("|" + "|".join("-" * (width + 2) for width in widths) + "|")
+    for row in rows:
+        print(line(row))
+
+
+def aim(rows, what, wanted, measured, failing):
+    """Adds a row; `failing` names what misses the aim, or is whether it is missed."""
+    missed = "missed" + (": " + ", ".join(failing) if isinstance(failing, list) else "")
+    rows.append([what, wanted, measured, missed if failing else "held"])
+
+
+def cold_tables(folder, aims):
+    cells = {}
+    for path in glob.glob(os.path.join(folder, "cold.*.launch.json")):
+        program, kib, head_start = os.path.basename(path)[len("cold."):-len(".launch.json")].rsplit(".", 2)
+        others = path.replace(".launch.json", ".others.json")
+        if os.path.exists(others):
+            cells.setdefault((int(kib), int(head_start)), {})[program] = load(path), load(others)
+    behind, too_many, ratios = [], [], []
+    for (kib, head_start), programs in sorted(cells.items()):
+        rows, ours = [], []
+        for program, (launch, others) in sorted(programs.items()):
+            recorded = (launch["record"] or {}).get("bytes")
+            shares = [share(launch, OURS)] + [share(others, kind) for kind in OTHERS]
+            read = [ratio(median(launch, OURS, "bytesRead"), recorded)]
+            read += [ratio(median(others, kind, "bytesRead"), recorded) for kind in OTHERS]
+            rows.append([program, ms(median(launch, "cold")), ms(median(launch, OURS)), ms(median(launch, "warm")),
+                         *map(number, shares), number(recorded and recorded / 1e6, "{:.1f}"), *map(number, read)])
+            label = f"{program} {kib}/{head_start}"
+            if None not in shares:
+                ours.append(shares[0])
+                if shares[0] <= max(shares[1:]):
+                    behind.append(label)
+            if read[0] is not None:
+                ratios.append(read[0])
+                if read[0] > BYTES_AIM:
+                    too_many.append(label)
+        print_table(f"Read-ahead {kib} KiB, head start {head_start} ms: the share of the avoidable wait that is taken away, "
+                    "and bytes read against those of the record",
+                    ["program", "cold ms", "preread", "warm", "share", *OTHERS.values(), "record MB", "read",
+                     *OTHERS.values()], rows)
+        if ours and head_start in SHARE_AIMS:
+            middle = statistics.median(ours)
+            aim(aims, f"median share, read-ahead {kib} KiB, head start {head_start} ms",
+                f">= {SHARE_AIMS[head_start]}", number(middle), middle < SHARE_AIMS[head_start])
+    if cells:
+        aim(aims, "ahead of vmtouch and of a cache record (program read-ahead/head start)", "every program",
+            f"behind in {len(behind)}", behind)
+        aim(aims, "bytes read against the exact set", f"<= {BYTES_AIM}", f"at most {number(max(ratios, default=None))}",
+            too_many)
+
+
+def waits_table(folder, part, title, kinds, best, most, aims):
+    """One row a program of the kinds' waits; the aim is that `best` is at most `most` times a quiet cold start."""
+    rows, failing, ratios = [], [], []
+    for path in sorted(glob.glob(os.path.join(folder, part + ".*.json"))):
+        program = os.path.basename(path)[len(part) + 1:-len(".json")]
+        result = load(path)
+        of_cold = ratio(median(result, best), median(result, "cold"))
+        rows.append([program, *(ms(median(result, kind)) for kind in kinds), number(of_cold)])
+        if of_cold is None or of_cold > most:
+            failing.append(program)
+        ratios += [] if of_cold is None else [of_cold]
+    if rows:
+        print_table(title, ["program", *kinds.values(), "of cold"], rows)
+        aim(aims, title, f"<= {most} x cold", f"at most {number(max(ratios, default=None))}", failing)
+
+
+def main():
+    if len(sys.argv) != 2 or not os.path.isdir(sys.argv[1]):
+        sys.exit(__doc__)
+    folder, aims = sys.argv[1], []
+    cold_tables(folder, aims)
+    waits_table(folder, "busy", "Beside two background readers, ms",
+                {"cold": "cold, quiet", "busyCold": "cold", "busyPreread": "preread", "busyPrereadLimited": "and limit"},
+                "busyPrereadLimited", BUSY_AIM, aims)
+    waits_table(folder, "slow", "On a disk of 100 MB/s and 4000 operations a second, ms",
+                {"cold": "cold", "preread": "preread", "warm": "warm"}, "preread", 1, aims)
+    if not aims:
+        sys.exit(f"launch_tables: {folder} holds no results")
+    print_table("Aims", ["what", "wanted", "measured", ""], aims)
+
+
+if __name__ == "__main__":
+    main()
