@@ -24,7 +24,7 @@ inside() {
     losetup --detach "$device"
     rm "$image"
     while IFS= read -r file; do
-        [ ! -f "$file" ] || cp --parents --preserve=all "$file" "$folder"
+        [ ! -f "$file" ] || (cd / && cp --parents --preserve=all "${file#/}" "$folder")
     done <"$list"
     sync -f "$folder"
     while IFS= read -r file; do
@@ -70,7 +70,7 @@ trap 'exit 1' HUP INT TERM
 image=$(mktemp /var/tmp/slow-disk.XXXXXX)
 folder=$(mktemp -d /var/tmp/slow-disk.XXXXXX)
 bytes=$(xargs -r -d '\n' stat -c %s -- <"$1" 2>/dev/null | awk '{ sum += $1 } END { print sum + 0 }') || true
-truncate -s "$((bytes + bytes / 4 + (64 << 20)))" "$image"
+truncate -s "$(((bytes + bytes / 4 >> 20) + 64))M" "$image"
 mkfs.ext4 -q -F -m 0 -O ^has_journal -E lazy_itable_init=0 "$image"
 mkdir "$hierarchy/slow-disk-$$"
 group=$hierarchy/slow-disk-$$
