@@ -31,6 +31,7 @@ usage() {
     exit 2
 }
 
+arguments=("$@")
 runs=5
 parts=()
 programs=()
@@ -60,6 +61,11 @@ while [ $# -gt 0 ]; do
 done
 [ ${#parts[@]} -gt 0 ] || parts=(cold busy slow)
 [ -z "$only_check" ] || exit 0
+# In a mount namespace of its own, so that no mount outlives it.
+if [ "${IOSCHED_BENCH_INSIDE:-}" != yes ]; then
+    IOSCHED_BENCH_INSIDE=yes exec unshare --mount --propagation private "${BASH_SOURCE[0]}" "${arguments[@]}"
+fi
+unset IOSCHED_BENCH_INSIDE
 
 # The disk that programs are read from, and its read-ahead.
 number=$(stat -c %Hd:%Ld /usr/bin/env)
@@ -73,14 +79,17 @@ own_read_ahead=$(cat "$read_ahead")
 
 # What the programs work on is on the disk; what reads ahead is not, so that nothing of it has to be read first.
 work=$(mktemp -d /var/tmp/iosched-bench.XXXXXX)
-tools=$(mktemp -d /dev/shm/iosched-bench.XXXXXX)
+tools=$work/tools
 finish() {
     echo "$own_read_ahead" >"$read_ahead"
-    rm -rf "$work" "$tools"
+    ! mountpoint -q "$tools" || umount "$tools"
+    rm -rf "$work"
 }
 trap finish EXIT
 trap 'exit 1' HUP INT TERM
 
+mkdir "$tools"
+mount -t tmpfs tmpfs "$tools"
 cp "$bin/cache_record" "$bin/libiosched_platform.so" "$(command -v vmtouch)" "$tools"
 results=${results:-$work/results}
 mkdir -p "$results"

@@ -87,6 +87,7 @@ public:
         LetGo(*program);
         const ProcessEnd end = *program->Wait(std::nullopt);
         if (reading != nullptr && reading->Wait(std::nullopt)->status != 0) {
+            output->PassThrough();
             throw Failure{helper->name + " failed"};
         }
         std::this_thread::sleep_for(DISK_SETTLE);
