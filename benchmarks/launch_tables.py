@@ -64,10 +64,17 @@ def print_table(title, head, rows):
         print(line(row))
 
 
-def aim(rows, what, wanted, measured, failing):
-    """Adds a row; `failing` names what misses the aim, or is whether it is missed."""
-    missed = "missed" + (": " + ", ".join(failing) if isinstance(failing, list) else "")
-    rows.append([what, wanted, measured, missed if failing else "held"])
+def aim(aims, what, wanted, measured, is_missed, missing=()):
+    """`missing` names what misses the aim."""
+    aims.append(([what, wanted, measured, "missed" if is_missed else "held"], missing))
+
+
+def joined(launch, others):
+    """The starts of both, which were made in turn on the same machine: more of those without help, to compare with."""
+    starts = {kind: {"samples": list(value["samples"])} for kind, value in launch["starts"].items()}
+    for kind, value in others["starts"].items():
+        starts.setdefault(kind, {"samples": []})["samples"] += value["samples"]
+    return {"starts": starts, "record": launch["record"]}
 
 
 def cold_tables(folder, aims):
@@ -76,39 +83,40 @@ def cold_tables(folder, aims):
         program, kib, head_start = os.path.basename(path)[len("cold."):-len(".launch.json")].rsplit(".", 2)
         others = path.replace(".launch.json", ".others.json")
         if os.path.exists(others):
-            cells.setdefault((int(kib), int(head_start)), {})[program] = load(path), load(others)
-    behind, too_many, ratios = [], [], []
-    for (kib, head_start), programs in sorted(cells.items()):
+            cells.setdefault((int(head_start), int(kib)), {})[program] = joined(load(path), load(others))
+    behind, too_many, ratios = {}, [], []
+    for (head_start, kib), programs in sorted(cells.items()):
         rows, ours = [], []
-        for program, (launch, others) in sorted(programs.items()):
-            recorded = (launch["record"] or {}).get("bytes")
-            shares = [share(launch, OURS)] + [share(others, kind) for kind in OTHERS]
-            read = [ratio(median(launch, OURS, "bytesRead"), recorded)]
-            read += [ratio(median(others, kind, "bytesRead"), recorded) for kind in OTHERS]
-            rows.append([program, ms(median(launch, "cold")), ms(median(launch, OURS)), ms(median(launch, "warm")),
-                         *map(number, shares), number(recorded and recorded / 1e6, "{:.1f}"), *map(number, read)])
-            label = f"{program} {kib}/{head_start}"
+        behind.setdefault(head_start, [])
+        for program, result in sorted(programs.items()):
+            recorded = (result["record"] or {}).get("bytes")
+            shares = [share(result, kind) for kind in (OURS, *OTHERS)]
+            read = [ratio(median(result, kind, "bytesRead"), recorded) for kind in (OURS, *OTHERS)]
+            rows.append([program, *(ms(median(result, kind)) for kind in ("cold", OURS, "warm")), *map(number, shares),
+                         number(recorded and recorded / 1e6, "{:.1f}"), *map(number, read)])
+            label = f"{program} ({kib} KiB, {head_start} ms)"
             if None not in shares:
                 ours.append(shares[0])
                 if shares[0] <= max(shares[1:]):
-                    behind.append(label)
+                    behind[head_start].append(label)
             if read[0] is not None:
                 ratios.append(read[0])
                 if read[0] > BYTES_AIM:
                     too_many.append(label)
-        print_table(f"Read-ahead {kib} KiB, head start {head_start} ms: the share of the avoidable wait that is taken away, "
+        print_table(f"Head start {head_start} ms, read-ahead {kib} KiB: the share of the avoidable wait that is taken away, "
                     "and bytes read against those of the record",
-                    ["program", "cold ms", "preread", "warm", "share", *OTHERS.values(), "record MB", "read",
+                    ["program", "cold ms", OURS, "warm", "share", *OTHERS.values(), "record MB", "read",
                      *OTHERS.values()], rows)
         if ours and head_start in SHARE_AIMS:
             middle = statistics.median(ours)
-            aim(aims, f"median share, read-ahead {kib} KiB, head start {head_start} ms",
-                f">= {SHARE_AIMS[head_start]}", number(middle), middle < SHARE_AIMS[head_start])
+            aim(aims, f"median share, head start {head_start} ms, read-ahead {kib} KiB",
+                f">= {SHARE_AIMS[head_start]}", number(middle, "{:.3f}"), middle < SHARE_AIMS[head_start])
+    for head_start, labels in behind.items():
+        aim(aims, f"ahead of vmtouch and of a cache record, head start {head_start} ms", "every program",
+            f"behind in {len(labels)}", bool(labels), labels)
     if cells:
-        aim(aims, "ahead of vmtouch and of a cache record (program read-ahead/head start)", "every program",
-            f"behind in {len(behind)}", behind)
         aim(aims, "bytes read against the exact set", f"<= {BYTES_AIM}", f"at most {number(max(ratios, default=None))}",
-            too_many)
+            bool(too_many), too_many)
 
 
 def waits_table(folder, part, title, kinds, best, most, aims):
@@ -124,7 +132,8 @@ def waits_table(folder, part, title, kinds, best, most, aims):
         ratios += [] if of_cold is None else [of_cold]
     if rows:
         print_table(title, ["program", *kinds.values(), "of cold"], rows)
-        aim(aims, title, f"<= {most} x cold", f"at most {number(max(ratios, default=None))}", failing)
+        aim(aims, title, f"<= {most} x cold", f"at most {number(max(ratios, default=None))}", bool(failing),
+            failing)
 
 
 def main():
@@ -139,7 +148,10 @@ def main():
                 {"cold": "cold", "preread": "preread", "warm": "warm"}, "preread", 1, aims)
     if not aims:
         sys.exit(f"launch_tables: {folder} holds no results")
-    print_table("Aims", ["what", "wanted", "measured", ""], aims)
+    print_table("Aims", ["what", "wanted", "measured", ""], [row for row, _ in aims])
+    for (what, *_), missing in aims:
+        if missing:
+            print(f"\nMissed, {what}:\n  " + "\n  ".join(missing))
 
 
 if __name__ == "__main__":
