@@ -95,6 +95,7 @@ results=${results:-$work/results}
 mkdir -p "$results"
 printf 'int main() { int* pointer = 0; return pointer != 0; }\n' >"$work/small.cpp"
 printf '#include <iostream>\nint main() { std::cout << 1; }\n' >"$work/iostream.cpp"
+g++ -g -o "$work/small" "$work/small.cpp"
 mkdir "$work/tree"
 cp -r "$root/host" "$root/docs" "$work/tree"
 git -C "$work/tree" init -q
@@ -106,7 +107,7 @@ find_command() {
         clang-tidy) command=(/usr/bin/clang-tidy '--checks=-*,modernize-*' "$work/small.cpp" -- -std=c++20) ;;
         clangd) command=(/usr/bin/clangd "--check=$work/small.cpp") ;;
         python3) command=(/usr/bin/python3 -c "import $PYTHON_MODULES") ;;
-        gdb) command=(/usr/bin/gdb --batch -nx -ex 'info line main' "$host") ;;
+        gdb) command=(/usr/bin/gdb --batch -nx -ex 'info line main' "$work/small") ;;
         node) command=(/usr/bin/node -e 0) ;;
         git) command=(/usr/bin/git --no-optional-locks -C "$work/tree" status --short) ;;
         cmake) command=(/usr/bin/cmake -E capabilities) ;;
