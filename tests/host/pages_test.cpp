@@ -32,6 +32,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr size_t WINDOW = 16 * BYTES_PER_PAGE;
 const std::string RECORD = std::string(RECORD_DIRECTORY) + "mail";
 
 // Files are named by a letter; the fixture's child touches their pages.
@@ -74,12 +75,16 @@ protected:
         words >> text;
         const int file = open((dir_ + text).c_str(), O_RDONLY | O_CLOEXEC);
         const size_t bytes = fs::file_size(dir_ + text);
-        auto* const memory = static_cast<volatile char*>(mmap(nullptr, bytes, PROT_READ, MAP_SHARED, file, 0));
-        madvise(const_cast<char*>(memory), bytes, isAlone ? MADV_RANDOM : MADV_NORMAL);
+        // Where the kernel maps what is around a page, it goes by the address: windows begin at those of the file.
+        void* const space = mmap(nullptr, bytes + WINDOW, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void* const begin = static_cast<char*>(space) + (WINDOW - reinterpret_cast<uintptr_t>(space) % WINDOW);
+        auto* const memory =
+            static_cast<volatile char*>(mmap(begin, bytes, PROT_READ, MAP_SHARED | MAP_FIXED, file, 0));
+        madvise(begin, bytes, isAlone ? MADV_RANDOM : MADV_NORMAL);
         for (size_t page = 0; words >> page;) {
             [[maybe_unused]] const char byte = memory[page * BYTES_PER_PAGE];
         }
-        munmap(const_cast<char*>(memory), bytes), close(file);
+        munmap(space, bytes + WINDOW), close(file);
     }
     void Touch(const std::string& order) {
         EXPECT_TRUE(write(ends_[0], order.data(), order.size()) > 0 && read(ends_[0], &text_[0], 1) == 1);
@@ -155,19 +160,20 @@ protected:
 };
 
 TEST_F(PagesTest, JustWhatProcessesTouchIsRecordedInItsOrder) {
-    Make("a", 64), Make("b", 64);
+    Make("a", 128), Make("b", 64);
     const auto pages = Pages();
     EXPECT_EQ(pages->Bind(0, scene_), RecordState::ABSENT);
-    EXPECT_EQ(Collect(*pages, {"a 40 5 6 20", "+b 7", "a 5 21 3"}), "a40 a5-6 a20 b7 a21 a3 ");
-    EXPECT_EQ(Resident("a") + Resident("b"), " 3 5 6 20 21 40 7");
+    EXPECT_EQ(Collect(*pages, {"a 100 5 31 32", "+b 7", "a 5 70 50"}), "a100 a5 a31-32 b7 a70 a50 ");
+    EXPECT_EQ(Resident("a") + Resident("b"), " 5 31 32 50 70 100 7");
     // (a) The file holds it; (b) it stays when nothing is touched, and when what was touched does not count.
     EXPECT_EQ(LoadPageRecord(RECORD, text_), *pages->RecordOf("mail"));
     EXPECT_EQ(pages->Bind(0, scene_), RecordState::UPTODATE);
     pages->Begin(0, scene_), pages->Attach(0, scene_.pid);
     Touch("a 60"), pages->ClearYoung(scene_.pid), pages->Detach(0, scene_.pid), Touch("b 60");
     EXPECT_EQ(pages->Keep(0).pages, 0U);
-    // (c) What was there before is around what is demanded.
-    EXPECT_EQ(Collect(*pages, {"a 5"}), "a3 a5-6 ");
+    // (c) What was there before counts where it is around what is demanded.
+    EXPECT_EQ(Collect(*pages, {"a 50 90"}), "a50 a60 a90 ");
+    EXPECT_EQ(Collect(*pages, {"a 97"}), "a97 a100 ");
 }
 
 TEST_F(PagesTest, PassiveRecordsChangeNoSettingAndTakeWhatIsAround) {
@@ -177,8 +183,8 @@ TEST_F(PagesTest, PassiveRecordsChangeNoSettingAndTakeWhatIsAround) {
     const auto pages = Pages(CollectionMode::PASSIVE);
     pages->Begin(0, scene_), pages->Attach(0, scene_.pid);
     EXPECT_EQ(ReadAheads(), before);
-    Touch("a 9"), Touch("~a 40"), pages->Keep(0);
-    EXPECT_EQ(Recorded(*pages), "a8-9 a12 a40 ");
+    Touch("a 9"), pages->Keep(0);
+    EXPECT_EQ(Recorded(*pages), "a0-15 ");
 }
 
 TEST_F(PagesTest, ReadAheadIsBackWhateverEndsACollection) {
@@ -235,5 +241,137 @@ TEST_F(PagesTest, ChangedFilesAreNotPrereadAndAreCollectedAgain) {
         EXPECT_TRUE(fs::is_directory(file) || Collect(*pages, {"b 9"}).ends_with("9 ")) << row;
     }
 }
+
+// A damaged record is none, and is told; with memory short nothing is read of a sound one.
+TEST_F(PagesTest, NothingIsReadFromADamagedRecordOrWithoutMemory) {
+    Make("a", 64);
+    EXPECT_EQ(Collect(*Pages(), {"a 5"}), "a5 ");
+    Cool("a");
+    const auto record = std::make_shared<const PageRecord>(LoadPageRecord(RECORD, text_).value());
+    const OpenedRecord opened(record, *view_);
+    const auto read = [&](const std::string& meminfo) {
+        std::ofstream(dir_ + "meminfo") << meminfo;
+        const PrereadResult result = ReadRecordedPages(opened, *view_, dir_ + "meminfo");
+        return result.failure + ":" + std::to_string(result.bytes / BYTES_PER_PAGE) + Resident("a");
+    };
+    EXPECT_EQ(read("MemTotal: 1000 kB\nMemAvailable: 49 kB\n"), std::string(PrereadResult::NO_PAGE) + ":0");
+    EXPECT_EQ(read("MemTotal: 1000 kB\nMemAvailable: 50 kB\n"), ":1 5");
+    Cool("a");
+    std::string text = EncodeRecord(*record);
+    text.back() ^= 1;
+    std::ofstream(RECORD) << text;
+    const auto pages = Pages();
+    EXPECT_EQ(pages->Bind(0, scene_), RecordState::ABSENT);
+    EXPECT_EQ(Preread(*pages).failure + Resident("a"), PrereadResult::NO_READ);
+    ASSERT_EQ(pages->Notes().size(), 1U);
+    EXPECT_EQ(pages->Notes()[0].find("record of mail counts as absent: "), 0U);
+}
+
+// Of 40 recorded pages, each in a window of its own, a start that was preread leaves some and touches others.
+TEST_F(PagesTest, ARecordThatMissesMoreThanATwentiethBecomesOlder) {
+    std::string all = "a";
+    for (int page = 0; page < 40 * 16; page += 16) {
+        all += " " + std::to_string(page);
+    }
+    Make("a", 700), Make("b", 64);
+    std::tuple<const char*, bool, RecordState> rows[] = {{"~b 1 20", true, RecordState::UPTODATE},
+                                                         {"~b 1 20 40", false, RecordState::UPTODATE},
+                                                         {"~b 1 20 40", true, RecordState::OLDER}};
+    Collect(*Pages(), {all});
+    auto record = LoadPageRecord(RECORD, text_).value();
+    // Only what the test knows of.
+    std::erase_if(record.ranges, [&](const RecordedRange& one) { return record.files[one.file].path != dir_ + "a"; });
+    ASSERT_EQ(SavePageRecord(RECORD, record) + record.Pages(), 40U);
+    for (const auto& [missed, isWhole, state] : rows) {
+        Cool("a"), Cool("b");
+        const auto pages = Pages();
+        EXPECT_EQ(pages->Bind(0, scene_), RecordState::UPTODATE);
+        EXPECT_EQ(Preread(*pages).bytes, 40 * BYTES_PER_PAGE);
+        pages->Expect(scene_.pid);
+        Touch("~a 0 16 32 48"), pages->Watch(0, scene_), Touch(missed), pages->EndWork(0, isWhole);
+        const auto fit = pages->FitOf("mail").value_or(RecordFit{});
+        EXPECT_EQ(fit.missed, isWhole ? (state == RecordState::OLDER ? 3U : 2U) : 0U);
+        EXPECT_EQ(fit.neverTouched, isWhole ? 36U : 0U);
+        EXPECT_EQ(pages->Bind(0, scene_), state);
+        EXPECT_EQ(LoadPageRecord(RECORD, text_)->isOlder, state == RecordState::OLDER);
+    }
+    // Once it is collected anew it holds.
+    const auto pages = Pages();
+    EXPECT_EQ(pages->Bind(0, scene_), RecordState::OLDER);
+    Collect(*pages, {"a 1"});
+    EXPECT_EQ(pages->Bind(0, scene_), RecordState::UPTODATE);
+}
+
+// (a) Beyond the end there is nothing, and a folder has no pages; what is touched twice counts once. (b) A file whose
+// path is gone, or leads to another, is lost. (c) What is only around counts if it is there, or altogether.
+TEST_F(PagesTest, RecordsAreBuiltOfWhatIsKnownOfTouches) {
+    std::vector<MappedFile> mapped;
+    TouchedPages touched;
+    const auto touch = [&](const std::string& name, PageEventKind kind, uint64_t first, uint64_t last) {
+        struct stat status {};
+        const bool isThere = lstat((dir_ + name).c_str(), &status) == 0;
+        mapped.push_back({status.st_dev, isThere ? status.st_ino : 7, dir_ + name});
+        touched.Note({0, kind, mapped.back().device, mapped.back().inode, first, last});
+    };
+    Make("a", 10), Make("b", 10);
+    Touch("~b 4 5");
+    touch("b", PageEventKind::MAPPED, 3, 12), touch("a", PageEventKind::READ, 8, 31);
+    touch("a", PageEventKind::FAULTED, 9, 9), touch("a", PageEventKind::ADDED, 2, 3);
+    touch("gone", PageEventKind::FAULTED, 0, 1), touch("", PageEventKind::LOADED, 0, 0);
+    touch("b", PageEventKind::FAULTED, 7, 7), touch("b", PageEventKind::MAPPED, 20, 10);
+    for (const bool aroundCounts : {false, true}) {
+        const BuiltRecord built = BuildRecord(touched, mapped, aroundCounts, finder_, *view_);
+        EXPECT_EQ(built.lostFiles, 1U);
+        ASSERT_EQ(built.record.files.size(), 3U);
+        EXPECT_EQ(built.record.files[0].path + built.record.files[1].path, dir_ + "b" + dir_ + "a");
+        EXPECT_EQ(built.record.files[2].kind, FileKind::FOLDER);
+        std::vector<RecordedRange> ranges = {{0, {4, 2}}, {1, {8, 2}}, {1, {2, 2}}, {0, {7, 1}}};
+        if (aroundCounts) {
+            ranges[0] = {0, {3, 7}}, ranges.pop_back();
+        }
+        EXPECT_EQ(built.record.ranges, ranges);
+        const RecordFit fit = CompareRecord(built.record, touched, mapped, finder_, *view_);
+        EXPECT_EQ(fit.neverTouched + fit.missed, 0U);
+    }
+    // Without a record all that is sure is missed, of files that are there.
+    EXPECT_EQ(CompareRecord({}, touched, mapped, finder_, *view_).missed, 5U);
+    fs::remove(dir_ + "a"), fs::copy_file(dir_ + "b", dir_ + "a"), mapped.pop_back();
+    EXPECT_EQ(BuildRecord(touched, mapped, true, finder_, *view_).lostFiles, 2U);
+}
+
+// What is read is the record's pages and the gaps of up to 3 between those of a stretch, in pieces of up to 256.
+TEST(PrereadPlanTest, StretchesArePutInOrderAndSmallGapsAreRead) {
+    using Ranges = std::vector<RecordedRange>;
+    const std::pair<Ranges, Ranges> rows[] = {
+        {{}, {}},
+        {{{1, {50, 1}}, {0, {9, 1}}, {1, {40, 7}}, {0, {5, 1}}, {0, {14, 1}}},
+         {{1, {40, 11}}, {0, {5, 5}}, {0, {14, 1}}}},
+        {{{0, {1000, 600}}, {0, {0, 1}}}, {{0, {1000, 256}}, {0, {1256, 256}}, {0, {1512, 88}}, {0, {0, 1}}}},
+        {{{0, {500, 255}}, {1, {0, 1}}, {0, {0, 1}}}, {{0, {500, 255}}, {1, {0, 1}}, {0, {0, 1}}}},
+        {{{0, {0, 200}}, {0, {203, 53}}, {0, {256, 1}}}, {{0, {0, 256}}, {0, {256, 1}}}},
+    };
+    for (const auto& [ranges, pieces] : rows) {
+        EXPECT_EQ(PlanPreread({0, false, {}, ranges}), pieces) << &pieces - &rows[0].second;
+    }
+}
+
+RC_GTEST_PROP(PrereadPlanTest, EveryPageIsInOnePieceAndFewOthersAre, ()) {
+    PageSet recorded, planned;
+    PageRecord record;
+    for (const auto& [first, count] : *rc::gen::arbitrary<std::vector<std::pair<uint16_t, uint8_t>>>()) {
+        for (const PageRange& range : recorded.Add({first % 2000U, count})) {
+            record.ranges.push_back({0, range});
+        }
+    }
+    for (const auto& [file, pages] : PlanPreread(record)) {
+        RC_ASSERT(pages.count != 0 && pages.count <= 256);
+        planned.Add(pages);
+    }
+    RC_ASSERT(recorded.Without(planned).Count() == 0);
+    for (const PageRange& gap : planned.Without(recorded).Ranges()) {
+        RC_ASSERT(gap.count <= 3);
+    }
+}
+
 }  // namespace
 }  // namespace ZYRA::Host
