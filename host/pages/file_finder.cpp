@@ -41,26 +41,29 @@ FileFinder::FileFinder() {
         std::string id, parent, number, root, folder;
         unsigned major = 0, minor = 0;
         fields >> id >> parent >> number >> root >> folder;
-        if (root != "/" || std::sscanf(number.c_str(), "%u:%u", &major, &minor) != 2) {
+        if (std::sscanf(number.c_str(), "%u:%u", &major, &minor) != 2) {
             continue;
         }
-        UniqueFd mount(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (mount.Valid()) {
-            mounts_.try_emplace(makedev(major, minor), std::move(mount));
+        Mount& mount = mounts_[makedev(major, minor)];
+        if (mount.isWhole || (mount.folder.Valid() && root != "/")) {
+            continue;
+        }
+        UniqueFd opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (opened.Valid()) {
+            mount = {std::move(opened), root == "/"};
         }
     }
 }
 
-std::string FileFinder::AskFileSystem(uint64_t device, uint64_t inode) const {
-    const auto mount = mounts_.find(device);
-    if (mount == mounts_.end() || inode > UINT32_MAX) {
+std::string FileFinder::Ask(const Mount& mount, uint64_t inode) const {
+    if (!mount.folder.Valid() || inode > UINT32_MAX) {
         return "";
     }
     InodeHandle handle{};
     handle.header.handle_bytes = sizeof(handle.body);
     handle.header.handle_type = INODE_AND_GENERATION;
     handle.body = {static_cast<uint32_t>(inode), 0};
-    const UniqueFd file(open_by_handle_at(mount->second.Get(), &handle.header, O_PATH | O_CLOEXEC));
+    const UniqueFd file(open_by_handle_at(mount.folder.Get(), &handle.header, O_PATH | O_CLOEXEC));
     struct stat status {};
     if (!file.Valid() || fstat(file.Get(), &status) != 0 || status.st_ino != inode || status.st_nlink == 0) {
         return "";
@@ -69,11 +72,16 @@ std::string FileFinder::AskFileSystem(uint64_t device, uint64_t inode) const {
 }
 
 std::string FileFinder::PathOf(uint64_t device, uint64_t inode, const std::vector<MappedFile>& mapped) const {
-    std::string path = AskFileSystem(device, inode);
+    const auto mount = mounts_.find(device);
+    const bool isWhole = mount != mounts_.end() && mount->second.isWhole;
+    std::string path = isWhole ? Ask(mount->second, inode) : "";
     for (auto file = mapped.begin(); path.empty() && file != mapped.end(); ++file) {
         if (file->device == device && file->inode == inode) {
             path = file->path;
         }
+    }
+    if (path.empty() && mount != mounts_.end() && !isWhole) {
+        path = Ask(mount->second, inode);
     }
     return path.starts_with('/') && !path.ends_with(" (deleted)") ? path : "";
 }
