@@ -18,8 +18,8 @@
 
 #include "host/kernel/scene_line.h"
 #include "host/pages/page_record_file.h"
-#include "host/pages/record_fit.h"
 #include "host/pages/record_check.h"
+#include "host/pages/record_fit.h"
 #include "host/runtime/confined_folder.h"
 
 namespace ZYRA::Host {

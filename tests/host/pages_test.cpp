@@ -290,7 +290,7 @@ TEST_F(PagesTest, ARecordThatMissesMoreThanATwentiethBecomesOlder) {
         pages->Expect(scene_.pid);
         Touch("~a 0 16 32 48"), pages->Watch(0, scene_), Touch(missed), pages->EndWork(0, isWhole);
         const auto fit = pages->FitOf("mail").value_or(RecordFit{});
-        EXPECT_EQ(fit.missed, isWhole ? (state == RecordState::OLDER ? 3U : 2U) : 0U);
+        EXPECT_EQ(fit.Missed(), isWhole ? (state == RecordState::OLDER ? 3U : 2U) : 0U);
         EXPECT_EQ(fit.neverTouched, isWhole ? 36U : 0U);
         EXPECT_EQ(pages->Bind(0, scene_), state);
         EXPECT_EQ(LoadPageRecord(RECORD, text_)->isOlder, state == RecordState::OLDER);
@@ -331,10 +331,10 @@ TEST_F(PagesTest, RecordsAreBuiltOfWhatIsKnownOfTouches) {
         }
         EXPECT_EQ(built.record.ranges, ranges);
         const RecordFit fit = CompareRecord(built.record, touched, mapped, finder_, *view_);
-        EXPECT_EQ(fit.neverTouched + fit.missed, 0U);
+        EXPECT_EQ(fit.neverTouched + fit.Missed(), 0U);
     }
     // Without a record all that is sure is missed, of files that are there.
-    EXPECT_EQ(CompareRecord({}, touched, mapped, finder_, *view_).missed, 5U);
+    EXPECT_EQ(CompareRecord({}, touched, mapped, finder_, *view_).Missed(), 5U);
     fs::rename(dir_ + "b", dir_ + "a");
     EXPECT_EQ(BuildRecord(touched, mapped, true, finder_, *view_).lostFiles, 3U);
 }
