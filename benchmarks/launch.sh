@@ -85,7 +85,9 @@ finish() {
     ! mountpoint -q "$tools" || umount "$tools"
     rm -rf "$work"
 }
-trap finish EXIT
+# Somebody else does it when this script and what it has started are killed.
+exec 9> >(trap '' HUP INT TERM; read -r || finish)
+trap 'finish; echo tidied >&9' EXIT
 trap 'exit 1' HUP INT TERM
 
 mkdir "$tools"

@@ -52,12 +52,12 @@ if [ -z "$hierarchy" ]; then
     exit 1
 fi
 
-image=
-folder=
-group=
+image=/var/tmp/slow-disk-$$.image
+folder=/var/tmp/slow-disk-$$
+group=$hierarchy/slow-disk-$$
 finish() {
     rm -f "$image"
-    [ -z "$folder" ] || rmdir "$folder"
+    [ ! -d "$folder" ] || rmdir "$folder"
     # The last process of the group may still be on its way out.
     for _ in {1..50}; do
         [ -d "$group" ] && ! rmdir "$group" 2>/dev/null || return 0
@@ -65,13 +65,12 @@ finish() {
     done
     echo "on_slow_disk: $group is left over" >&2
 }
-trap finish EXIT
+# Somebody else does it when this script and what it has started are killed.
+exec 9> >(trap '' HUP INT TERM; read -r || finish)
+trap 'finish; echo tidied >&9' EXIT
 trap 'exit 1' HUP INT TERM
-image=$(mktemp /var/tmp/slow-disk.XXXXXX)
-folder=$(mktemp -d /var/tmp/slow-disk.XXXXXX)
+mkdir "$folder" "$group"
 bytes=$(xargs -r -d '\n' stat -c %s -- <"$1" 2>/dev/null | awk '{ sum += $1 } END { print sum + 0 }') || true
 truncate -s "$(((bytes + bytes / 4 >> 20) + 64))M" "$image"
 mkfs.ext4 -q -F -m 0 -O ^has_journal -E lazy_itable_init=0 "$image"
-mkdir "$hierarchy/slow-disk-$$"
-group=$hierarchy/slow-disk-$$
 unshare --mount --propagation private "${BASH_SOURCE[0]}" --inside "$group" "$image" "$folder" "$@"
