@@ -268,7 +268,8 @@ void LinuxPages::EndWork(int monitor, bool isWhole) {
 void LinuxPages::Compare(Work& work, const PageCollection::Result& result) {
     Known* const known = Find(work.scene);
     if (known != nullptr && work.wasPreread && work.opened != nullptr) {
-        known->fit = CompareRecord(work.opened->Record(), result.touched, result.mapped, machine_.finder, machine_.view);
+        known->fit =
+            CompareRecord(work.opened->Record(), result.touched, result.mapped, machine_.finder, machine_.view);
     }
 }
 

@@ -8,9 +8,9 @@
 
 namespace ZYRA::Host {
 
-// What stands in for the kernel's telling where it does not: the pages of the mapped files that are in memory now. After
-// a cold start with read-ahead off they are little more than what was demanded. Files that were only read from are not
-// among them.
+// What stands in for the kernel's telling where it does not: the pages of the mapped files that are in memory now.
+// After a cold start with read-ahead off they are little more than what was demanded. Files that were only read from
+// are not among them.
 TouchedPages ResidentPagesOf(const std::vector<MappedFile>& mapped, const MachineView& machine);
 
 }  // namespace ZYRA::Host

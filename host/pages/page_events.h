@@ -73,9 +73,9 @@ private:
     std::vector<Layout> layouts_;
 };
 
-// Listens to processes and to what they fork from then on: what of the given kinds the kernel tells, and in any case what
-// they map. While it is open, its tracepoints are on, so that to attach
-// a process is quick. Used by one thread at a time.
+// Listens to processes and to what they fork from then on: what of the given kinds the kernel tells, and in any case
+// what they map. While it is open, its tracepoints are on, so that to attach a process is quick. Used by one thread at
+// a time.
 class PageEventStream {
 public:
     // `kinds` that the kernel does not have are left out. On failure returns null and fills `error` with one line.

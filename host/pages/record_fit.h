@@ -21,8 +21,8 @@ struct RecordFit {
     // A record that misses more than a twentieth of what it holds is to be made anew.
     bool IsPoor() const { return Missed() > recorded / 20; }
 
-    // One that misses less takes in what it misses, as long as nearly all it holds is touched: where starts differ, each
-    // would add to it what the next one does not need.
+    // One that misses less takes in what it misses, as long as nearly all it holds is touched: where starts differ,
+    // each would add to it what the next one does not need.
     bool IsToBeExtended() const { return Missed() != 0 && neverTouched <= recorded / 10; }
 };
 
