@@ -17,9 +17,9 @@ struct Outcome {
     std::string output;  // Both streams.
 };
 
-// Runs the shipped host through the shell.
-inline Outcome RunHost(const std::string& arguments) {
-    const std::string command = std::string(HOST_BINARY) + " " + arguments + " 2>&1";
+// Runs the shipped host through the shell, and through the program that `runner` begins with.
+inline Outcome RunHost(const std::string& arguments, const std::string& runner = "") {
+    const std::string command = runner + HOST_BINARY + " " + arguments + " 2>&1";
     FILE* pipe = popen(command.c_str(), "re");
     Outcome outcome{};
     char chunk[4096];

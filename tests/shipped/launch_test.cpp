@@ -1,0 +1,168 @@
+// Whole launches of small programs through the shipped host. They drop the machine's caches, turn off its read-ahead
+// and make control groups meanwhile.
+
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+
+#include <algorithm>
+#include <csignal>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <thread>
+
+#include "host/pages/page_events.h"
+#include "host/pages/page_set.h"
+#include "host/pages/tracepoint.h"
+#include "tests/shipped/host_runner.h"
+
+namespace ZYRA::Host {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Read(const fs::path& path) {
+    std::ifstream file(path);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+// The host's control groups, in whatever hierarchy.
+std::vector<fs::path> Groups() {
+    std::vector<fs::path> groups;
+    std::error_code error;
+    auto entry = fs::recursive_directory_iterator("/sys/fs/cgroup", error);
+    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+        entry.depth() == 1 ? entry.disable_recursion_pending() : void();
+        if (entry->path().filename().string().starts_with("iosched-")) {
+            groups.push_back(entry->path());
+        }
+    }
+    return groups;
+}
+
+bool IsAnyReadAheadOff() {
+    const fs::directory_iterator disks("/sys/class/bdi");
+    return std::any_of(begin(disks), end(disks),
+                       [](const auto& disk) { return Read(disk.path() / "read_ahead_kb") == "0\n"; });
+}
+
+bool IsAnyGroupLimited() {
+    const auto groups = Groups();
+    return std::any_of(groups.begin(), groups.end(), [](const fs::path& group) {
+        return (Read(group / "heavyio/blkio.throttle.read_bps_device") + Read(group / "heavyio/io.max"))
+                   .find("3145728") != std::string::npos;
+    });
+}
+
+// What launches change of the machine.
+std::string MachineState() {
+    std::set<std::string> lines;
+    for (const auto& disk : fs::directory_iterator("/sys/class/bdi")) {
+        lines.insert(disk.path().string() + " " + Read(disk.path() / "read_ahead_kb"));
+    }
+    for (const fs::path& group : Groups()) {
+        lines.insert(group);
+    }
+    std::string state = Read("/proc/self/mountinfo") + Read("/sys/fs/cgroup/cgroup.subtree_control");
+    std::for_each(lines.begin(), lines.end(), [&state](const std::string& line) { state += line + "\n"; });
+    return state;
+}
+
+class LaunchedTest : public HostRunnerTest {
+protected:
+    LaunchedTest() {
+        std::ofstream(file_) << std::string(64 * BYTES_PER_PAGE - 6, 'x') << "\nlast\n";
+        EXPECT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+    }
+    void SetUp() override {
+        if (geteuid() != 0 || !PageEventSupport(FindTracefs()).HasDemands()) {
+            GTEST_SKIP() << "needs root and the tracepoints of the page cache";
+        }
+    }
+    ~LaunchedTest() override { fs::remove(file_); }
+
+    // On the disk, 64 pages, with a short last line.
+    const std::string file_ = "/var/tmp/launched-" + std::to_string(getpid());
+};
+
+// The program's child reads the last page of a file: (a) the table's numbers are all there, the program was preread and
+// its output is the user's once; (b) the record tells the page and holds; (c) the readers were limited meanwhile.
+TEST_F(LaunchedTest, AProgramIsRecordedPrereadAndLeftAsItIs) {
+    const std::string data = folder_ / "data", json = folder_ / "result.json", journal = folder_ / "journal.jsonl";
+    fs::create_directory(data);
+    const std::string before = MachineState();
+    const Outcome launched = RunHost("launch -n 2 --background 1 --data " + data + " --json " + json + " --journal " +
+                                     journal + " -- sh -c 'tail -n 1 " + file_ + "; echo told >&2; exit 3'");
+    EXPECT_EQ(launched.exitStatus, 0) << launched.output;
+    EXPECT_EQ(launched.output.find("last\ntold\n"), 0U) << launched.output;
+    EXPECT_EQ(launched.output.find("last\n", 1), std::string::npos) << launched.output;
+    EXPECT_EQ(MachineState(), before);
+    const auto result = nlohmann::json::parse(Read(json), nullptr, false);
+    ASSERT_TRUE(result.is_object()) << Read(json);
+    for (const auto& [kind, count] :
+         {std::pair("cold", 2), std::pair("recording", 1), std::pair("preread", 2), std::pair("warm", 2),
+          std::pair("busyCold", 2), std::pair("busyPreread", 2), std::pair("busyPrereadLimited", 2)}) {
+        ASSERT_TRUE(result["starts"].contains(kind)) << kind << result["starts"];
+        EXPECT_EQ(result["starts"][kind]["samples"].size(), static_cast<size_t>(count)) << kind;
+    }
+    EXPECT_EQ(result["status"]["exit"], 3);
+    EXPECT_EQ(result["isOutputSame"], true);
+    EXPECT_EQ(result["preread"], nlohmann::json({{"succ", 6}, {"fail", 0}}));
+    EXPECT_LE(result["record"]["missedPages"].get<int>() * 20, result["record"]["pages"].get<int>());
+
+    const std::string listed = RunHost("records " + data).output;
+    EXPECT_TRUE(std::regex_search(listed, std::regex("com.example.sh/com.example.sh .* s ago +uptodate"))) << listed;
+    const std::string told = RunHost("records " + data + " com.example.sh/com.example.sh").output;
+    EXPECT_NE(told.find("  " + file_ + "  1 page, unchanged\n    63\n"), std::string::npos) << told;
+    EXPECT_NE(told.find("bin/tail  "), std::string::npos) << told;
+
+    const std::string happened = Read(journal);
+    const size_t limited = happened.find("heavyio/cgroup.procs");
+    const size_t isOn = happened.find("heavyio/iolimit.offon\",\"content\":\"1\"", limited);
+    EXPECT_NE(happened.find("heavyio/iolimit.offon\",\"content\":\"0\"", isOn), std::string::npos) << happened;
+}
+
+// Wherever the host is killed, its guardian, for whose end the test waits, has undone everything.
+TEST_F(LaunchedTest, AKilledHostLeavesTheMachineAsItWas) {
+    const std::string before = MachineState();
+    bool wasOff = false;
+    const std::pair<const char*, std::function<bool()>> stages[] = {
+        {"0", [] { return !Groups().empty(); }},
+        {"0", IsAnyReadAheadOff},
+        {"0", [&] { return std::exchange(wasOff, wasOff || IsAnyReadAheadOff()) && !IsAnyReadAheadOff(); }},
+        {"1", IsAnyGroupLimited},
+    };
+    for (const auto& [readers, isReached] : stages) {
+        const pid_t host = fork();
+        if (host == 0) {
+            execl(HOST_BINARY, HOST_BINARY, "launch", "-n", "1", "--background", readers, "--", "tail", "-n", "1",
+                  file_.c_str(), nullptr);
+            _exit(127);
+        }
+        siginfo_t ended = {};
+        while (!isReached() && ended.si_pid == 0) {
+            EXPECT_EQ(waitid(P_PID, static_cast<id_t>(host), &ended, WEXITED | WNOHANG | WNOWAIT), 0);
+        }
+        const auto stage = &isReached - &stages[0].second;
+        EXPECT_EQ(ended.si_pid, 0) << "not reached: " << stage;
+        EXPECT_NE(MachineState(), before) << stage;
+        kill(host, SIGKILL);
+        while (wait(nullptr) > 0) {
+        }
+        EXPECT_EQ(MachineState(), before) << stage;
+    }
+}
+
+TEST_F(LaunchedTest, WithoutRootItSaysSoInALine) {
+    // It may still read its own libraries, wherever they are.
+    const Outcome outcome =
+        RunHost("launch -- true", "setpriv --reuid 65534 --inh-caps +dac_read_search --ambient-caps +dac_read_search ");
+    EXPECT_EQ(outcome.exitStatus, 3);
+    EXPECT_TRUE(std::regex_match(outcome.output, std::regex("iosched-host launch: needs root, [^\n]*\n")))
+        << outcome.output;
+}
+
+}  // namespace
+}  // namespace ZYRA::Host
