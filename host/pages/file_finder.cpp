@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 namespace ZYRA::Host {
@@ -35,53 +36,58 @@ std::string NameOfDescriptor(int file) {
 }  // namespace
 
 FileFinder::FileFinder() {
+    std::set<uint64_t> whole;
     std::ifstream mounts("/proc/self/mountinfo");
     for (std::string line; std::getline(mounts, line);) {
         std::istringstream fields(line);
         std::string id, parent, number, root, folder;
         unsigned major = 0, minor = 0;
         fields >> id >> parent >> number >> root >> folder;
-        if (std::sscanf(number.c_str(), "%u:%u", &major, &minor) != 2) {
+        const bool isNumber = std::sscanf(number.c_str(), "%u:%u", &major, &minor) == 2;
+        const uint64_t device = makedev(major, minor);
+        if (!isNumber || whole.contains(device)) {
             continue;
         }
-        Mount& mount = mounts_[makedev(major, minor)];
-        if (mount.isWhole || (mount.folder.Valid() && root != "/")) {
-            continue;
+        UniqueFd mount(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (mount.Valid() && root == "/") {
+            whole.insert(device);
+            mounts_[device].clear();
         }
-        UniqueFd opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (opened.Valid()) {
-            mount = {std::move(opened), root == "/"};
+        if (mount.Valid()) {
+            mounts_[device].push_back(std::move(mount));
         }
     }
 }
 
-std::string FileFinder::Ask(const Mount& mount, uint64_t inode) const {
-    if (!mount.folder.Valid() || inode > UINT32_MAX) {
+std::string FileFinder::AskFileSystem(uint64_t device, uint64_t inode) const {
+    const auto mounts = mounts_.find(device);
+    if (mounts == mounts_.end() || inode > UINT32_MAX) {
         return "";
     }
     InodeHandle handle{};
     handle.header.handle_bytes = sizeof(handle.body);
     handle.header.handle_type = INODE_AND_GENERATION;
     handle.body = {static_cast<uint32_t>(inode), 0};
-    const UniqueFd file(open_by_handle_at(mount.folder.Get(), &handle.header, O_PATH | O_CLOEXEC));
-    struct stat status {};
-    if (!file.Valid() || fstat(file.Get(), &status) != 0 || status.st_ino != inode || status.st_nlink == 0) {
-        return "";
+    for (const UniqueFd& mount : mounts->second) {
+        const UniqueFd file(open_by_handle_at(mount.Get(), &handle.header, O_PATH | O_CLOEXEC));
+        struct stat status {};
+        if (!file.Valid() || fstat(file.Get(), &status) != 0 || status.st_ino != inode || status.st_nlink == 0) {
+            return "";
+        }
+        // What is not in the mounted part has this name as well.
+        if (const std::string name = NameOfDescriptor(file.Get()); name != "/") {
+            return name;
+        }
     }
-    return NameOfDescriptor(file.Get());
+    return "";
 }
 
 std::string FileFinder::PathOf(uint64_t device, uint64_t inode, const std::vector<MappedFile>& mapped) const {
-    const auto mount = mounts_.find(device);
-    const bool isWhole = mount != mounts_.end() && mount->second.isWhole;
-    std::string path = isWhole ? Ask(mount->second, inode) : "";
+    std::string path = AskFileSystem(device, inode);
     for (auto file = mapped.begin(); path.empty() && file != mapped.end(); ++file) {
         if (file->device == device && file->inode == inode) {
             path = file->path;
         }
-    }
-    if (path.empty() && mount != mounts_.end() && !isWhole) {
-        path = Ask(mount->second, inode);
     }
     return path.starts_with('/') && !path.ends_with(" (deleted)") ? path : "";
 }

@@ -19,20 +19,14 @@ public:
     FileFinder();
 
     // The machine's absolute path of the file: asked of its file system where that can tell, else that under which a
-    // process has mapped it. Empty where neither knows, and for a file that has no name any more. Where only parts of
-    // the file system are mounted, another file may stand there.
+    // process has mapped it. Empty where neither knows, and for a file that has no name any more.
     std::string PathOf(uint64_t device, uint64_t inode, const std::vector<MappedFile>& mapped) const;
 
 private:
-    struct Mount {
-        UniqueFd folder;
-        // Of only a part of the file system: of a file elsewhere in it, the path is that from the file system's root.
-        bool isWhole = false;
-    };
+    std::string AskFileSystem(uint64_t device, uint64_t inode) const;
 
-    std::string Ask(const Mount& mount, uint64_t inode) const;
-
-    std::map<uint64_t, Mount> mounts_;
+    // Of each file system where it is mounted: as a whole, or else every part that is.
+    std::map<uint64_t, std::vector<UniqueFd>> mounts_;
 };
 
 }  // namespace ZYRA::Host
