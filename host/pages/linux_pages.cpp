@@ -93,7 +93,12 @@ LinuxPages::Work& LinuxPages::Renew(int monitor, const SceneLine& scene) {
     }
     Work work;
     work.scene = scene;
-    work.opened = Open(Find(scene));
+    Known* const known = Find(scene);
+    // Before anything else: the scene's processes may be about to open their files.
+    if (std::string reason; known != nullptr && mode_ == CollectionMode::EXACT) {
+        TurnDown(work, ReadAheadLevel::USUAL, reason);
+    }
+    work.opened = Open(known);
     return works_.insert_or_assign(monitor, std::move(work)).first->second;
 }
 
@@ -116,11 +121,11 @@ void LinuxPages::Begin(int monitor, const SceneLine& scene) {
     Finish(work);
     std::string reason;
     const bool isExact = mode_ == CollectionMode::EXACT || !machine_.events.HasDemands();
-    work.hasReadAheadOff = isExact && readAhead_.TurnOff(reason);
-    if (isExact && !work.hasReadAheadOff) {
+    const bool isOff = isExact && TurnDown(work, ReadAheadLevel::NONE, reason);
+    if (isExact && !isOff) {
         Note("recorded with read-ahead as it is: " + reason);
     }
-    work.collection = PageCollection::Start(machine_.events, KindsFor(work.hasReadAheadOff), reason);
+    work.collection = PageCollection::Start(machine_.events, KindsFor(isOff), reason);
     work.isRecording = true;
     if (work.collection == nullptr) {
         Note(reason);
@@ -155,15 +160,27 @@ void LinuxPages::ClearYoung(int32_t pid) {
     }
 }
 
+bool LinuxPages::TurnDown(Work& work, ReadAheadLevel level, std::string& reason) {
+    TurnBack(work);
+    if (readAhead_.TurnDown(level, reason)) {
+        work.readAhead = level;
+    }
+    return work.readAhead.has_value();
+}
+
+void LinuxPages::TurnBack(Work& work) {
+    if (const auto level = std::exchange(work.readAhead, std::nullopt); level) {
+        readAhead_.TurnBack(*level);
+    }
+}
+
 PageCollection::Result LinuxPages::Finish(Work& work) {
     PageCollection::Result result;
     if (work.collection != nullptr) {
         result = work.collection->Finish();
         work.collection.reset();
     }
-    if (std::exchange(work.hasReadAheadOff, false)) {
-        readAhead_.TurnBack();
-    }
+    TurnBack(work);
     work.isRecording = false;
     if (result.lostEvents != 0) {
         Note("some page events were lost: the record may miss pages");
@@ -178,7 +195,7 @@ KeptRecord LinuxPages::Keep(int monitor) {
         return {};
     }
     // With read-ahead off, only what was there before is around a demanded page without having been demanded.
-    const bool aroundCounts = !work->hasReadAheadOff;
+    const bool aroundCounts = work->readAhead != ReadAheadLevel::NONE;
     PageCollection::Result result = Finish(*work);
     if (machine_.events.HasAdditions()) {
         Compare(*work, result);

@@ -26,8 +26,12 @@ namespace ZYRA::Host {
 
 // How pages are collected.
 enum class CollectionMode : uint8_t {
-    EXACT,    // With the disks' read-ahead turned off meanwhile: just what was demanded.
-    PASSIVE,  // No setting is changed: what was demanded, and what was mapped around it.
+    // Just what was demanded: the disks' read-ahead is turned off meanwhile. While a scene that
+    // has a record is bound it is turned down to what is usual, so that the little which the record misses has not much
+    // around it read.
+    EXACT,
+    // No setting is changed: what was demanded, and what was mapped around it.
+    PASSIVE,
 };
 
 // The page back end for real programs on stock Linux: records the file pages that the processes touch, as the kernel's
@@ -95,7 +99,7 @@ private:
         std::unique_ptr<PageCollection> collection;
         // The collection is to become the record. Otherwise it is only compared with it.
         bool isRecording = false;
-        bool hasReadAheadOff = false;
+        std::optional<ReadAheadLevel> readAhead;
     };
 
     // Null where there is none.
@@ -103,6 +107,8 @@ private:
     Work& Renew(int monitor, const SceneLine& scene) REQUIRES(mutex_);
     Work* WorkOf(int monitor) REQUIRES(mutex_);
     std::shared_ptr<const OpenedRecord> Open(Known* known) REQUIRES(mutex_);
+    bool TurnDown(Work& work, ReadAheadLevel level, std::string& reason) REQUIRES(mutex_);
+    void TurnBack(Work& work) REQUIRES(mutex_);
     void PrepareWatch() REQUIRES(mutex_);
     PageCollection::Result Finish(Work& work) REQUIRES(mutex_);
     void Compare(Work& work, const PageCollection::Result& result) REQUIRES(mutex_);

@@ -22,7 +22,8 @@ constexpr size_t FILES_PER_THREAD = 4;
 UniqueFd OpenUnchanged(const RecordedFile& recorded, const MachineView& machine) {
     UniqueFd file;
     struct stat status {};
-    const bool isThere = machine.OpenFile(recorded.path, O_RDONLY, file) == 0 && fstat(file.Get(), &status) == 0;
+    constexpr int flags = O_RDONLY | O_NOATIME;
+    const bool isThere = machine.OpenFile(recorded.path, flags, file) == 0 && fstat(file.Get(), &status) == 0;
     const bool isUnchanged = isThere && KindOf(status) == recorded.kind && IdentityOf(status) == recorded.identity;
     return isUnchanged ? std::move(file) : UniqueFd();
 }

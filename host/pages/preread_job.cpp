@@ -8,6 +8,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <deque>
 #include <thread>
 #include <vector>
 
@@ -21,6 +22,9 @@ namespace {
 // Two keep a fast disk busy while one of them waits for a file system's own blocks; more get in the way of the order.
 constexpr int READERS = 2;
 constexpr int LOOKERS = 2;
+// So much is on its way for each reader and not more, so that what the processes themselves ask for meanwhile, folders
+// and inodes first of all, does not wait behind all of the record: many disks' queues are sorted by place.
+constexpr uint64_t WINDOW_BYTES = uint64_t{512} << 10;
 // A folder of more bytes is not read through: one looks up a name in it by a few blocks.
 constexpr off_t LARGEST_FOLDER = off_t{1} << 20;
 // Of the memory so much is left to others.
@@ -49,17 +53,39 @@ public:
     }
 
 private:
+    // What a reader has asked for and not seen arrive.
+    struct Flight {
+        std::deque<RecordedRange> pieces;
+        uint64_t bytes = 0;
+    };
+
     void ReadPieces() {
+        Flight flight;
         for (size_t index = nextPiece_++; index < pieces_.size() && !isShort_; index = nextPiece_++) {
             if (index % PIECES_BETWEEN_LOOKS == 0 && IsMemoryShort()) {
                 isShort_ = true;
                 return;
             }
-            ReadPiece(pieces_[index]);
+            ReadPiece(pieces_[index], flight);
+            while (flight.bytes > WINDOW_BYTES) {
+                AwaitOldest(flight);
+            }
         }
     }
 
-    void ReadPiece(const RecordedRange& piece) {
+    // To read the last byte waits for the last page.
+    void AwaitOldest(Flight& flight) {
+        const RecordedRange oldest = flight.pieces.front();
+        const uint64_t bytes = oldest.pages.count * BYTES_PER_PAGE;
+        char byte = 0;
+        // Whether it has arrived well is for those to see who want to have it.
+        (void)pread(record_.File(oldest.file), &byte, 1,
+                    static_cast<off_t>(oldest.pages.first * BYTES_PER_PAGE + bytes - BYTES_PER_PAGE));
+        flight.bytes -= bytes;
+        flight.pieces.pop_front();
+    }
+
+    void ReadPiece(const RecordedRange& piece, Flight& flight) {
         const int file = record_.File(piece.file);
         if (file < 0) {
             return;
@@ -76,6 +102,8 @@ private:
             }
         }
         bytes_ += bytes;
+        flight.bytes += bytes;
+        flight.pieces.push_back(piece);
     }
 
     bool IsMemoryShort() const {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,27 +12,36 @@
 
 namespace ZYRA::Host {
 
-// Keeps the read-ahead of disks at nothing while anybody wants it so: a process then has just the pages read that it
-// demands. A file takes the setting over when it is opened. Not thread-safe.
+// How far disks are turned down.
+enum class ReadAheadLevel : uint8_t {
+    NONE,  // A process has just the pages read that it demands.
+    USUAL  // 128 KiB, which the kernel has by default; only for disks that are set to more.
+};
+
+// Keeps the read-ahead of disks as low as anybody wants it. A file takes the setting over when it is opened. Not
+// thread-safe.
 class ReadAhead {
 public:
     // The guardian must outlive the object.
     ReadAhead(Guardian& guardian, std::vector<BlockDevice> disks) : guardian_(guardian), disks_(std::move(disks)) {}
-    ~ReadAhead() { Restore(); }
+    ~ReadAhead();
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
 
     // False, and nothing has changed, when it cannot be had; `reason` is then one line. Each true is to be followed by
     // one TurnBack.
-    bool TurnOff(std::string& reason);
-    void TurnBack();
+    bool TurnDown(ReadAheadLevel level, std::string& reason);
+    void TurnBack(ReadAheadLevel level);
 
 private:
-    void Restore();
+    // The lowest that is wanted.
+    std::string Apply();
 
     Guardian& guardian_;
     const std::vector<BlockDevice> disks_;
-    int users_ = 0;
+    std::array<int, 2> users_{};  // By level.
+    // In KiB, by file: what the disks were set to before they were turned down.
+    std::map<std::string, uint64_t> own_;
 };
 
 }  // namespace ZYRA::Host
