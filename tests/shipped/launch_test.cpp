@@ -29,14 +29,14 @@ std::string Read(const fs::path& path) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-// The host's control groups, in whatever hierarchy.
-std::vector<fs::path> Groups() {
+// The control groups of this host, or of all, in whatever hierarchy.
+std::vector<fs::path> Groups(const std::string& host = "") {
     std::vector<fs::path> groups;
     std::error_code error;
     auto entry = fs::recursive_directory_iterator("/sys/fs/cgroup", error);
     for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
         entry.depth() == 1 ? entry.disable_recursion_pending() : void();
-        if (entry->path().filename().string().starts_with("iosched-")) {
+        if (entry->path().filename().string().starts_with("iosched-" + host)) {
             groups.push_back(entry->path());
         }
     }
@@ -47,14 +47,6 @@ bool IsAnyReadAheadOff() {
     const fs::directory_iterator disks("/sys/class/bdi");
     return std::any_of(begin(disks), end(disks),
                        [](const auto& disk) { return Read(disk.path() / "read_ahead_kb") == "0\n"; });
-}
-
-bool IsAnyGroupLimited() {
-    const auto groups = Groups();
-    return std::any_of(groups.begin(), groups.end(), [](const fs::path& group) {
-        return (Read(group / "iocontrol/blkio.throttle.read_bps_device") + Read(group / "iocontrol/io.max"))
-                   .find("3145728") != std::string::npos;
-    });
 }
 
 // What launches change of the machine, a line each.
@@ -144,11 +136,19 @@ TEST_F(LaunchedTest, AProgramIsRecordedPrereadAndLeftAsItIs) {
 TEST_F(LaunchedTest, AKilledHostLeavesTheMachineAsItWas) {
     const MachineState before = Look();
     bool wasOff = false;
+    std::string number;
+    const auto isLimited = [&number] {
+        std::string limits;
+        for (const fs::path& group : Groups(number)) {
+            limits += Read(group / "iocontrol/blkio.throttle.read_bps_device") + Read(group / "iocontrol/io.max");
+        }
+        return limits.find("3145728") != std::string::npos;
+    };
     const std::pair<const char*, std::function<bool()>> stages[] = {
-        {"0", [] { return !Groups().empty(); }},
+        {"0", [&] { return !Groups(number).empty(); }},
         {"0", IsAnyReadAheadOff},
         {"0", [&] { return std::exchange(wasOff, wasOff || IsAnyReadAheadOff()) && !IsAnyReadAheadOff(); }},
-        {"1", IsAnyGroupLimited},
+        {"1", isLimited},
     };
     for (const auto& [readers, isReached] : stages) {
         const pid_t host = fork();
@@ -157,6 +157,7 @@ TEST_F(LaunchedTest, AKilledHostLeavesTheMachineAsItWas) {
                   file_.c_str(), nullptr);
             _exit(127);
         }
+        number = std::to_string(host);
         siginfo_t ended = {};
         while (!isReached() && ended.si_pid == 0) {
             EXPECT_EQ(waitid(P_PID, static_cast<id_t>(host), &ended, WEXITED | WNOHANG | WNOWAIT), 0);
