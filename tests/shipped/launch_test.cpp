@@ -54,7 +54,9 @@ using MachineState = std::set<std::string>;
 MachineState Look() {
     MachineState state;
     for (const auto& disk : fs::directory_iterator("/sys/class/bdi")) {
-        state.insert(disk.path().string() + " " + Read(disk.path() / "read_ahead_kb"));
+        // Those without a disk come and go with what others mount.
+        const std::string number = disk.path().filename();
+        state.insert(number.starts_with("0:") ? "" : number + " " + Read(disk.path() / "read_ahead_kb"));
     }
     for (const fs::path& group : Groups()) {
         state.insert(group);
