@@ -56,7 +56,9 @@ MachineState Look() {
     for (const auto& disk : fs::directory_iterator("/sys/class/bdi")) {
         // Those without a disk come and go with what others mount.
         const std::string number = disk.path().filename();
-        state.insert(number.starts_with("0:") ? "" : number + " " + Read(disk.path() / "read_ahead_kb"));
+        if (!number.starts_with("0:")) {
+            state.insert(number + " " + Read(disk.path() / "read_ahead_kb"));
+        }
     }
     for (const fs::path& group : Groups()) {
         state.insert(group);
