@@ -90,7 +90,7 @@ std::string Age(int64_t madeAtS) {
 std::vector<std::string> TableRow(const std::string& scene, const Content& content) {
     std::vector<std::string> row = {Printable(scene), "-", "-", "-", "-", "empty"};
     if (const auto* record = std::get_if<PageRecord>(&content)) {
-        row[1] = std::to_string(record->files.size());
+        row[1] = std::to_string(record->RegularFiles());
         row[2] = std::to_string(record->Pages());
         row[3] = Megabytes(record->Pages());
         row[4] = Age(record->madeAtS);
@@ -121,7 +121,7 @@ std::string RangeLines(const std::vector<PageRange>& ranges) {
     return text + line + '\n';
 }
 
-// One record with its files, each where its first page was touched.
+// One record with its files, each where its first page was touched, and what else was read on the way to them.
 std::string RecordText(const std::string& scene, const PageRecord& record) {
     const RecordCheck check = CheckRecord(record);
     std::vector<std::vector<PageRange>> ranges(record.files.size());
@@ -133,8 +133,8 @@ std::string RecordText(const std::string& scene, const PageRecord& record) {
         ranges[file].push_back(pages);
     }
     std::string text =
-        fmt::format("{}: {} files, {} pages ({}), made {}, {}\n", Printable(scene), record.files.size(), record.Pages(),
-                    Megabytes(record.Pages()), Age(record.madeAtS), RecordStateText(check.state));
+        fmt::format("{}: {} files, {} pages ({}), made {}, {}\n", Printable(scene), record.RegularFiles(),
+                    record.Pages(), Megabytes(record.Pages()), Age(record.madeAtS), RecordStateText(check.state));
     for (const uint32_t file : order) {
         uint64_t pages = 0;
         for (const PageRange& range : ranges[file]) {
@@ -143,6 +143,12 @@ std::string RecordText(const std::string& scene, const PageRecord& record) {
         text += fmt::format("  {}  {} {}, {}\n", Printable(record.files[file].path), pages,
                             pages == 1 ? "page" : "pages", check.isUnchanged[file] ? "unchanged" : "changed");
         text += RangeLines(ranges[file]);
+    }
+    for (const RecordedFile& file : record.files) {
+        if (file.kind != FileKind::REGULAR) {
+            text += fmt::format("  {}  {} on the way\n", Printable(file.path),
+                                file.kind == FileKind::FOLDER ? "folder" : "link");
+        }
     }
     return text;
 }

@@ -1,6 +1,5 @@
 #include "host/launch/launch_runner.h"
 
-#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <optional>
@@ -199,9 +198,7 @@ void LaunchRunner::TellRecord() {
         return;
     }
     LaunchRecord told;
-    told.files =
-        static_cast<uint64_t>(std::count_if(record->files.begin(), record->files.end(),
-                                            [](const RecordedFile& file) { return file.kind == FileKind::REGULAR; }));
+    told.files = record->RegularFiles();
     told.pages = record->Pages();
     told.bytes = told.pages * BYTES_PER_PAGE;
     told.fileBytes = EncodeRecord(*record).size();

@@ -210,6 +210,12 @@ uint64_t PageRecord::Pages() const {
     return pages;
 }
 
+uint64_t PageRecord::RegularFiles() const {
+    const auto count = std::count_if(files.begin(), files.end(),
+                                     [](const RecordedFile& file) { return file.kind == FileKind::REGULAR; });
+    return static_cast<uint64_t>(count);
+}
+
 std::string SealRecordBody(std::string_view body) {
     std::string text(FORMAT);
     text += VERSION;

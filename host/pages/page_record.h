@@ -49,6 +49,8 @@ struct PageRecord {
 
     // How many pages the ranges hold together.
     uint64_t Pages() const;
+    // How many regular files there are.
+    uint64_t RegularFiles() const;
 
     bool operator==(const PageRecord&) const = default;
 };
