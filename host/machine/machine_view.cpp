@@ -75,6 +75,22 @@ int MachineView::OpenFile(const std::string& absolutePath, int flags, UniqueFd& 
     return file.Valid() ? 0 : errno;
 }
 
+int MachineView::OpenRegular(const std::string& absolutePath, int flags, UniqueFd& file, struct stat& status) const {
+    UniqueFd place;
+    if (const int error = OpenFile(absolutePath, O_PATH, place); error != 0) {
+        return error;
+    }
+    if (fstat(place.Get(), &status) != 0) {
+        return errno;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return EINVAL;
+    }
+    const std::string name = "/proc/self/fd/" + std::to_string(place.Get());
+    file.Reset(RetryOnEintr([&] { return open(name.c_str(), flags | O_CLOEXEC | ADDED_USE_FLAGS); }));
+    return file.Valid() ? 0 : errno;
+}
+
 bool MachineView::ReturnTo() const noexcept {
     // A mount namespace is entered at its own root, which is not the root that was captured in a chroot.
     return setns(mounts_.Get(), CLONE_NEWNS) == 0 && fchdir(root_.Get()) == 0 && chroot(".") == 0 &&

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <optional>
 #include <string>
 #include <utility>
@@ -17,10 +19,13 @@ public:
 
     // Opens a file of the machine by its absolute path; `flags` are those of open(2), O_NOFOLLOW, O_NONBLOCK, O_NOCTTY
     // and O_CLOEXEC are added. Returns 0 or an errno, among them ELOOP where the path itself is a link (with O_PATH the
-    // link is opened); links on the
-    // way lead to what they lead to on the machine (on a kernel without openat2(2) absolute ones lead into the
-    // sandbox). On failure `file` is of no use. REQUIRES: no O_CREAT.
+    // link is opened); links on the way lead to what they lead to on the machine (on a kernel without openat2(2)
+    // absolute ones lead into the sandbox). On failure `file` is of no use. REQUIRES: no O_CREAT.
     int OpenFile(const std::string& absolutePath, int flags, UniqueFd& file) const;
+
+    // Opens a regular file so, and fills `status`. What is no regular file is not opened: nothing happens to a device,
+    // nor to who waits at a pipe. It is EINVAL then.
+    int OpenRegular(const std::string& absolutePath, int flags, UniqueFd& file, struct stat& status) const;
 
     // Moves the process out of the sandbox: to the machine's mounts, its root, and the working directory that was
     // captured. False on failure, with errno set; the process may then be half moved and should end. Makes system calls

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <system_error>
 
 #include "host/pages/mapped_pages.h"
 #include "host/pages/page_record_file.h"
@@ -13,10 +14,8 @@ namespace ZYRA::Host {
 
 namespace {
 
-const std::vector<PageEventKind> DEMANDS = {PageEventKind::FAULTED, PageEventKind::READ, PageEventKind::MAPPED};
-
 std::vector<PageEventKind> KindsFor(bool countsAdditions) {
-    std::vector<PageEventKind> kinds = DEMANDS;
+    std::vector<PageEventKind> kinds = PAGE_DEMANDS;
     kinds.push_back(PageEventKind::LOADED);
     if (countsAdditions) {
         kinds.push_back(PageEventKind::ADDED);
@@ -27,7 +26,7 @@ std::vector<PageEventKind> KindsFor(bool countsAdditions) {
 }  // namespace
 
 LinuxPages::LinuxPages(const Machine& machine, CollectionMode mode)
-    : machine_(machine), mode_(mode), readAhead_(machine.guardian, machine.disks) {
+    : machine_(machine), mode_(mode), readAhead_(machine.guardian, machine.disks), watchListener_(machine_.events) {
     MutexLock lock(mutex_);
     if (!machine_.events.HasAdditions()) {
         Note(
@@ -74,6 +73,9 @@ std::shared_ptr<const OpenedRecord> LinuxPages::Open(Known* known) {
     }
     auto opened = std::make_shared<const OpenedRecord>(known->record, machine_.view);
     known->state = opened->State();
+    if (!opened->HadRoom()) {
+        Note("a record has more files than can be open at once: not all of it is preread");
+    }
     return opened;
 }
 
@@ -125,7 +127,7 @@ void LinuxPages::Begin(int monitor, const SceneLine& scene) {
     if (isExact && !isOff) {
         Note("recorded with read-ahead as it is: " + reason);
     }
-    work.collection = PageCollection::Start(machine_.events, KindsFor(isOff), reason);
+    work.collection = PageCollection::Start(machine_.events, KindsFor(isOff || !machine_.events.HasDemands()), reason);
     work.isRecording = true;
     if (work.collection == nullptr) {
         Note(reason);
@@ -174,8 +176,8 @@ void LinuxPages::TurnBack(Work& work) {
     }
 }
 
-PageCollection::Result LinuxPages::Finish(Work& work) {
-    PageCollection::Result result;
+CollectedPages LinuxPages::Finish(Work& work) {
+    CollectedPages result;
     if (work.collection != nullptr) {
         result = work.collection->Finish();
         work.collection.reset();
@@ -196,13 +198,17 @@ KeptRecord LinuxPages::Keep(int monitor) {
     }
     // With read-ahead off, only what was there before is around a demanded page without having been demanded.
     const bool aroundCounts = work->readAhead != ReadAheadLevel::NONE;
-    PageCollection::Result result = Finish(*work);
-    if (machine_.events.HasAdditions()) {
-        Compare(*work, result);
-    } else {
-        result.touched = ResidentPagesOf(result.mapped, machine_.view);
+    CollectedPages collected = Finish(*work);
+    if (machine_.events.HasDemands()) {
+        Compare(*work, collected);
     }
-    BuiltRecord built = BuildRecord(result.touched, result.mapped, aroundCounts, machine_.finder, machine_.view);
+    if (!machine_.events.HasAdditions()) {
+        collected.touched = ResidentPagesOf(collected.mapped, machine_.view);
+    }
+    BuiltRecord built = BuildRecord(collected, aroundCounts, machine_.finder, machine_.view);
+    if (built.lostFiles > built.record.files.size()) {
+        Note("most files that were touched have no path that can be found: their pages are not recorded");
+    }
     const uint64_t pages = built.record.Pages();
     return {pages, pages == 0 ? 0 : Store(work->scene, std::move(built.record))};
 }
@@ -226,34 +232,15 @@ int LinuxPages::Store(const SceneLine& scene, PageRecord record) {
 void LinuxPages::Watch(int monitor, const SceneLine& scene) {
     MutexLock lock(mutex_);
     Work& work = Renew(monitor, scene);
-    if (!work.wasPreread || work.collection != nullptr || !machine_.events.HasDemands()) {
-        return;
-    }
-    if (expected_ != scene.pid) {
-        nextWatch_.reset();
-    }
-    PrepareWatch();
-    work.collection = std::move(nextWatch_);
-    expected_.reset();
-    // A process that is gone already has nothing to compare with.
-    if (work.collection != nullptr && work.collection->Attach(scene.pid) != 0) {
-        work.collection.reset();
-    }
-}
-
-void LinuxPages::PrepareWatch() {
-    std::string reason;
-    if (nextWatch_ == nullptr && machine_.events.HasDemands()) {
-        nextWatch_ = PageCollection::Start(machine_.events, DEMANDS, reason);
+    // An older record is followed by a collection. Whether the scene is preread may turn out later.
+    if (work.opened != nullptr && work.opened->State() == RecordState::UPTODATE && work.collection == nullptr) {
+        work.collection = watchListener_.Take(scene.pid);
     }
 }
 
 void LinuxPages::Expect(int32_t pid) {
     MutexLock lock(mutex_);
-    nextWatch_.reset();
-    PrepareWatch();
-    const bool isHeard = nextWatch_ != nullptr && nextWatch_->Attach(pid) == 0;
-    expected_ = isHeard ? std::optional(pid) : std::nullopt;
+    watchListener_.Expect(pid);
 }
 
 bool LinuxPages::IsUpToDate(const SceneLine& scene) {
@@ -269,9 +256,9 @@ void LinuxPages::EndWork(int monitor, bool isWhole) {
         return;
     }
     const bool isWatch = work->collection != nullptr && !work->isRecording;
-    const PageCollection::Result result = Finish(*work);
-    if (isWatch && isWhole) {
-        Compare(*work, result);
+    const CollectedPages collected = Finish(*work);
+    if (isWatch && isWhole && work->wasPreread) {
+        Compare(*work, collected);
         Known* const known = Find(work->scene);
         const bool isCurrent = known != nullptr && known->record.get() == &work->opened->Record();
         if (isCurrent && !known->record->isOlder) {
@@ -279,14 +266,12 @@ void LinuxPages::EndWork(int monitor, bool isWhole) {
         }
     }
     works_.erase(monitor);
-    PrepareWatch();
 }
 
-void LinuxPages::Compare(Work& work, const PageCollection::Result& result) {
+void LinuxPages::Compare(const Work& work, const CollectedPages& collected) {
     Known* const known = Find(work.scene);
     if (known != nullptr && work.wasPreread && work.opened != nullptr) {
-        known->fit =
-            CompareRecord(work.opened->Record(), result.touched, result.mapped, machine_.finder, machine_.view);
+        known->fit = CompareRecord(work.opened->Record(), collected, machine_.finder, machine_.view);
     }
 }
 
@@ -299,7 +284,9 @@ void LinuxPages::Improve(const SceneLine& scene, const Known& known) {
     } else {
         return;
     }
-    Store(scene, std::move(better));
+    if (const int error = Store(scene, std::move(better)); error != 0) {
+        Note("cannot keep what became of the record of " + scene.scene + ": " + std::strerror(error));
+    }
 }
 
 void LinuxPages::ClearRecord(const std::string& scene) {
@@ -320,6 +307,7 @@ std::vector<std::pair<std::string, int>> LinuxPages::BackUp() {
 
 void LinuxPages::Preread(const SceneLine& scene, std::function<void(const PrereadResult&)> done) {
     std::shared_ptr<const OpenedRecord> opened;
+    PrereadResult result{0, PrereadResult::NO_READ};
     {
         MutexLock lock(mutex_);
         for (auto& [monitor, work] : works_) {
@@ -331,14 +319,31 @@ void LinuxPages::Preread(const SceneLine& scene, std::function<void(const Prerea
         std::erase_if(prereads_, [](const std::future<void>& one) {
             return one.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
         });
-        if (opened != nullptr) {
-            prereads_.push_back(std::async(std::launch::async, [this, opened, done = std::move(done)] {
-                done(ReadRecordedPages(*opened, machine_.view));
-            }));
+        // Where only additions to the page cache are told of, what is in it already would not be collected again.
+        const bool wouldHide = machine_.events.HasAdditions() && !machine_.events.HasDemands();
+        if (opened != nullptr && opened->State() == RecordState::OLDER && wouldHide) {
+            result.failure = "";
+        } else if (opened != nullptr && StartReading(opened, done)) {
             return;
         }
     }
-    done({0, PrereadResult::NO_READ});
+    done(result);
+}
+
+bool LinuxPages::StartReading(std::shared_ptr<const OpenedRecord> opened,
+                              const std::function<void(const PrereadResult&)>& done) {
+    // The files are closed when they have been read, not when the future goes.
+    auto read = [this, opened = std::move(opened), done]() mutable {
+        const std::shared_ptr<const OpenedRecord> record = std::move(opened);
+        done(ReadRecordedPages(*record, machine_.view));
+    };
+    try {
+        prereads_.push_back(std::async(std::launch::async, std::move(read)));
+    } catch (const std::system_error& error) {
+        Note(std::string("cannot preread: no thread: ") + error.what());
+        return false;
+    }
+    return true;
 }
 
 void LinuxPages::FinishPrereads() {

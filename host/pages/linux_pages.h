@@ -20,6 +20,7 @@
 #include "host/pages/read_ahead.h"
 #include "host/pages/record_fit.h"
 #include "host/pages/tracepoint.h"
+#include "host/pages/watch_listener.h"
 #include "platform/mutex.h"
 
 namespace ZYRA::Host {
@@ -109,11 +110,14 @@ private:
     std::shared_ptr<const OpenedRecord> Open(Known* known) REQUIRES(mutex_);
     bool TurnDown(Work& work, ReadAheadLevel level, std::string& reason) REQUIRES(mutex_);
     void TurnBack(Work& work) REQUIRES(mutex_);
-    void PrepareWatch() REQUIRES(mutex_);
-    PageCollection::Result Finish(Work& work) REQUIRES(mutex_);
-    void Compare(Work& work, const PageCollection::Result& result) REQUIRES(mutex_);
+    // Ends the work's collection, if there is one, and its hold on the read-ahead.
+    CollectedPages Finish(Work& work) REQUIRES(mutex_);
+    void Compare(const Work& work, const CollectedPages& collected) REQUIRES(mutex_);
     void Improve(const SceneLine& scene, const Known& known) REQUIRES(mutex_);
     int Store(const SceneLine& scene, PageRecord record) REQUIRES(mutex_);
+    // False when there is no thread for it.
+    bool StartReading(std::shared_ptr<const OpenedRecord> opened, const std::function<void(const PrereadResult&)>& done)
+        REQUIRES(mutex_);
     void Note(const std::string& line) REQUIRES(mutex_);
 
     const Machine machine_;
@@ -123,9 +127,7 @@ private:
     ReadAhead readAhead_ GUARDED_BY(mutex_);
     std::map<std::string, Known> records_ GUARDED_BY(mutex_);
     std::map<int, Work> works_ GUARDED_BY(mutex_);
-    // Ready for the next start that is watched; it listens to the expected process already, if there is one.
-    std::unique_ptr<PageCollection> nextWatch_ GUARDED_BY(mutex_);
-    std::optional<int32_t> expected_ GUARDED_BY(mutex_);
+    WatchListener watchListener_ GUARDED_BY(mutex_);
     std::vector<std::future<void>> prereads_ GUARDED_BY(mutex_);
     std::vector<std::string> notes_ GUARDED_BY(mutex_);
 };

@@ -15,9 +15,7 @@ TouchedPages ResidentPagesOf(const std::vector<MappedFile>& mapped, const Machin
         UniqueFd file;
         struct stat status {};
         // What is no file of a file system has a name that no file can be opened by.
-        const bool isThere = machine.OpenFile(one.path, O_RDONLY, file) == 0 && fstat(file.Get(), &status) == 0 &&
-                             S_ISREG(status.st_mode);
-        if (!isThere || status.st_ino != one.inode) {
+        if (machine.OpenRegular(one.path, O_RDONLY, file, status) != 0 || status.st_ino != one.inode) {
             continue;
         }
         for (const PageRange& range : ResidentPages(file.Get(), PagesOf(status.st_size)).Ranges()) {

@@ -3,11 +3,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <atomic>
-#include <thread>
+#include <cerrno>
 #include <utility>
 
 #include "host/pages/record_check.h"
+#include "host/pages/thread_crew.h"
 
 namespace ZYRA::Host {
 
@@ -18,16 +18,6 @@ constexpr size_t THREADS = 8;
 // Threads are not worth their start for fewer files each.
 constexpr size_t FILES_PER_THREAD = 4;
 
-// Opens the file if it is the one that was recorded.
-UniqueFd OpenUnchanged(const RecordedFile& recorded, const MachineView& machine) {
-    UniqueFd file;
-    struct stat status {};
-    constexpr int flags = O_RDONLY | O_NOATIME;
-    const bool isThere = machine.OpenFile(recorded.path, flags, file) == 0 && fstat(file.Get(), &status) == 0;
-    const bool isUnchanged = isThere && KindOf(status) == recorded.kind && IdentityOf(status) == recorded.identity;
-    return isUnchanged ? std::move(file) : UniqueFd();
-}
-
 }  // namespace
 
 OpenedRecord::OpenedRecord(std::shared_ptr<const PageRecord> record, const MachineView& machine)
@@ -36,25 +26,36 @@ OpenedRecord::OpenedRecord(std::shared_ptr<const PageRecord> record, const Machi
     std::atomic<size_t> next{0};
     const auto openSome = [&] {
         for (size_t index = next++; index < files_.size(); index = next++) {
-            const RecordedFile& recorded = record_->files[index];
-            if (recorded.kind == FileKind::REGULAR) {
-                files_[index] = OpenUnchanged(recorded, machine);
-            }
+            Open(files_[index], record_->files[index], machine);
         }
     };
-    std::vector<std::thread> threads;
-    while (threads.size() + 1 < THREADS && threads.size() * FILES_PER_THREAD < files_.size()) {
-        threads.emplace_back(openSome);
+    ThreadCrew crew;
+    for (size_t thread = 1; thread < THREADS && (thread - 1) * FILES_PER_THREAD < files_.size(); ++thread) {
+        crew.Add(openSome);
     }
     openSome();
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    const auto lookAtOpened = [this](const RecordedFile& recorded) -> std::optional<FileIdentity> {
-        const auto index = static_cast<size_t>(&recorded - record_->files.data());
-        return files_[index].Valid() ? std::optional(recorded.identity) : std::nullopt;
+    crew.Join();
+    const auto look = [this](const RecordedFile& recorded) -> std::optional<FileIdentity> {
+        const Place& place = files_[static_cast<size_t>(&recorded - record_->files.data())];
+        return place.isUnchanged ? std::optional(recorded.identity) : std::nullopt;
     };
-    state_ = CheckRecord(*record_, lookAtOpened).state;
+    state_ = CheckRecord(*record_, look).state;
+}
+
+void OpenedRecord::Open(Place& place, const RecordedFile& recorded, const MachineView& machine) {
+    if (recorded.kind != FileKind::REGULAR) {
+        return;
+    }
+    UniqueFd file;
+    struct stat status {};
+    const int error = machine.OpenRegular(recorded.path, O_RDONLY | O_NOATIME, file, status);
+    if (error == EMFILE || error == ENFILE) {
+        hasRoom_ = false;
+        place.isUnchanged = true;
+    } else if (error == 0 && IdentityOf(status) == recorded.identity) {
+        place.isUnchanged = true;
+        place.file = std::move(file);
+    }
 }
 
 }  // namespace ZYRA::Host

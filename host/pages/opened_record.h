@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -21,12 +22,22 @@ public:
     const PageRecord& Record() const { return *record_; }
     // UPTODATE or OLDER.
     RecordState State() const { return state_; }
-    // A descriptor open for reading; -1 for what has changed, is gone, or is no regular file.
-    int File(uint32_t index) const { return files_[index].Get(); }
+    // A descriptor open for reading; -1 for what has changed, is gone, or is no regular file, and where there was no
+    // room for more descriptors: what could not be looked at for that counts as unchanged.
+    int File(uint32_t index) const { return files_[index].file.Get(); }
+    bool HadRoom() const { return hasRoom_; }
 
 private:
+    struct Place {
+        UniqueFd file;
+        bool isUnchanged = false;
+    };
+
+    void Open(Place& place, const RecordedFile& recorded, const MachineView& machine);
+
     const std::shared_ptr<const PageRecord> record_;
-    std::vector<UniqueFd> files_;
+    std::vector<Place> files_;
+    std::atomic<bool> hasRoom_{true};
     RecordState state_ = RecordState::OLDER;
 };
 

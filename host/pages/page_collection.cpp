@@ -24,6 +24,9 @@ int PageCollection::Attach(int32_t pid) {
     if (!pids_.insert(pid).second) {
         return 0;
     }
+    if (result_.begunNs == INT64_MAX) {
+        result_.begunNs = RealTimeNs();
+    }
     const int error = stream_->Attach(pid);
     if (error != 0) {
         pids_.erase(pid);
@@ -50,7 +53,7 @@ void PageCollection::Clear() {
     result_.touched.Clear();
 }
 
-PageCollection::Result PageCollection::Finish() {
+CollectedPages PageCollection::Finish() {
     isEnding_ = true;
     if (thread_.joinable()) {
         thread_.join();

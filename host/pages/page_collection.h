@@ -15,7 +15,8 @@
 namespace ZYRA::Host {
 
 // Listens to processes and gathers which pages they touch, on a thread of its own. The listening is got ready when the
-// object is made, so that to attach a process takes little time. Thread-safe.
+// object is made, so that to attach a process takes little time. Thread-safe but
+// for its end.
 class PageCollection {
 public:
     // On failure returns null and fills `error` with one line.
@@ -32,13 +33,8 @@ public:
     // What was touched until now does not count.
     void Clear();
 
-    struct Result {
-        TouchedPages touched;
-        std::vector<MappedFile> mapped;
-        uint64_t lostEvents = 0;
-    };
-    // Ends the listening.
-    Result Finish();
+    // Ends the listening. Called by one thread, with no other call under way.
+    CollectedPages Finish();
 
 private:
     explicit PageCollection(std::unique_ptr<PageEventStream> stream) : stream_(std::move(stream)) {}
@@ -48,7 +44,7 @@ private:
     Mutex mutex_;
     const std::unique_ptr<PageEventStream> stream_;
     std::set<int32_t> pids_ GUARDED_BY(mutex_);
-    Result result_ GUARDED_BY(mutex_);
+    CollectedPages result_ GUARDED_BY(mutex_);
     std::vector<PageEvent> events_ GUARDED_BY(mutex_);
     std::atomic<bool> isEnding_{false};
     // From the first process on.

@@ -13,6 +13,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "host/pages/tracepoint.h"
 
@@ -75,6 +77,7 @@ perf_event_attr CommonAttributes() {
     attributes.size = sizeof(attributes);
     attributes.sample_period = 1;
     attributes.sample_type = PERF_SAMPLE_TIME | PERF_SAMPLE_RAW;
+    attributes.sample_id_all = 1;
     attributes.inherit = 1;
     attributes.watermark = 1;
     attributes.wakeup_watermark = WAKE_BYTES;
@@ -216,27 +219,41 @@ std::unique_ptr<PageEventStream> PageEventStream::Open(const PageEventSupport& s
 PageEventStream::~PageEventStream() = default;
 
 int PageEventStream::Attach(int32_t pid) {
+    std::error_code isGone;
+    bool isHeard = false;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task", isGone)) {
+        const int error = AttachThread(pid, std::stoi(thread.path().filename()));
+        if (error != 0 && error != ESRCH) {
+            Detach(pid);
+            return error;
+        }
+        isHeard |= error == 0;
+    }
+    return isHeard ? 0 : ESRCH;
+}
+
+int PageEventStream::AttachThread(int32_t pid, int32_t thread) {
     for (const auto& ring : rings_) {
         // One event of each process tells the mappings: where there is no other, one that never happens.
-        int error = layouts_.empty() ? Listen(pid, *ring, DummyAttributes(), true) : 0;
+        int error = layouts_.empty() ? Listen(pid, thread, *ring, DummyAttributes(), true) : 0;
         for (const auto& layout : layouts_) {
             perf_event_attr attributes = CommonAttributes();
             attributes.type = PERF_TYPE_TRACEPOINT;
             attributes.config = layout.id;
-            error = error == 0 ? Listen(pid, *ring, attributes, &layout == &layouts_.front()) : error;
+            error = error == 0 ? Listen(pid, thread, *ring, attributes, &layout == &layouts_.front()) : error;
         }
         if (error != 0) {
-            Detach(pid);
             return error;
         }
     }
     return 0;
 }
 
-int PageEventStream::Listen(int32_t pid, const Ring& ring, const perf_event_attr& common, bool tellsMappings) {
+int PageEventStream::Listen(int32_t pid, int32_t thread, const Ring& ring, const perf_event_attr& common,
+                            bool tellsMappings) {
     perf_event_attr attributes = common;
     attributes.mmap = attributes.mmap_data = attributes.mmap2 = tellsMappings ? 1 : 0;
-    UniqueFd file(OpenEvent(attributes, pid, ring.Processor()));
+    UniqueFd file(OpenEvent(attributes, thread, ring.Processor()));
     if (!file.Valid() || ioctl(file.Get(), PERF_EVENT_IOC_SET_OUTPUT, ring.File()) != 0) {
         return errno;
     }
@@ -245,11 +262,7 @@ int PageEventStream::Listen(int32_t pid, const Ring& ring, const perf_event_attr
 }
 
 void PageEventStream::Detach(int32_t pid) {
-    for (Source& source : sources_) {
-        if (source.pid == pid) {
-            ioctl(source.file.Get(), PERF_EVENT_IOC_DISABLE, 0);
-        }
-    }
+    std::erase_if(sources_, [pid](const Source& source) { return source.pid == pid; });
 }
 
 void PageEventStream::Wait(int timeoutMs) {
@@ -263,11 +276,19 @@ void PageEventStream::Wait(int timeoutMs) {
 
 void PageEventStream::Take(std::vector<PageEvent>& events, std::vector<MappedFile>& files) {
     const size_t before = events.size();
+    const size_t filesBefore = files.size();
     for (const auto& ring : rings_) {
         Read(*ring, events, files);
     }
-    std::sort(events.begin() + static_cast<std::ptrdiff_t>(before), events.end(),
-              [](const PageEvent& one, const PageEvent& other) { return one.timeNs < other.timeNs; });
+    const auto isEarlier = [](const auto& one, const auto& other) { return one.timeNs < other.timeNs; };
+    std::sort(events.begin() + static_cast<std::ptrdiff_t>(before), events.end(), isEarlier);
+    const auto newFiles = files.begin() + static_cast<std::ptrdiff_t>(filesBefore);
+    std::sort(newFiles, files.end(), isEarlier);
+    // What is no file has no inode.
+    const auto isKnown = [this](const MappedFile& file) {
+        return file.inode == 0 || !toldFiles_.insert({file.device, file.inode}).second;
+    };
+    files.erase(std::remove_if(newFiles, files.end(), isKnown), files.end());
 }
 
 void PageEventStream::Read(const Ring& ring, std::vector<PageEvent>& events, std::vector<MappedFile>& files) {
@@ -312,12 +333,15 @@ void PageEventStream::Read(const Ring& ring, std::vector<PageEvent>& events, std
                                                            : event.firstPage + (uint64_t{1} << (order & 31)) - 1;
                 events.push_back(event);
             }
-        } else if (header.type == PERF_RECORD_MMAP2 && bytes > sizeof(Mapping)) {
+        } else if (header.type == PERF_RECORD_MMAP2 && bytes > sizeof(Mapping) + sizeof(uint64_t)) {
             Mapping mapping{};
             std::memcpy(&mapping, body, sizeof(mapping));
             const char* const path = body + sizeof(mapping);
+            const size_t pathBytes = bytes - sizeof(mapping) - sizeof(uint64_t);
+            uint64_t timeNs = 0;
+            std::memcpy(&timeNs, path + pathBytes, sizeof(timeNs));
             files.push_back({makedev(mapping.major, mapping.minor), mapping.inode,
-                             std::string(path, strnlen(path, bytes - sizeof(mapping)))});
+                             std::string(path, strnlen(path, pathBytes)), timeNs});
         } else if (header.type == PERF_RECORD_LOST && bytes >= sizeof(Loss)) {
             Loss loss{};
             std::memcpy(&loss, body, sizeof(loss));

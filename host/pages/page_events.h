@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/runtime/unique_fd.h"
@@ -21,6 +23,10 @@ enum class PageEventKind : uint8_t {
     LOADED    // An inode was read from the disk; no pages.
 };
 
+// Pages that are demanded, wherever they come from.
+inline const std::vector<PageEventKind> PAGE_DEMANDS = {PageEventKind::FAULTED, PageEventKind::READ,
+                                                        PageEventKind::MAPPED};
+
 struct PageEvent {
     uint64_t timeNs;
     PageEventKind kind;
@@ -35,6 +41,7 @@ struct MappedFile {
     uint64_t device;
     uint64_t inode;
     std::string path;
+    uint64_t timeNs = 0;
 };
 
 // What this kernel can tell. Looked up once.
@@ -45,10 +52,8 @@ public:
 
     // Pages that are put into the cache.
     bool HasAdditions() const { return Has(PageEventKind::ADDED); }
-    // Pages that are demanded, wherever they come from.
+    // All PAGE_DEMANDS.
     bool HasDemands() const;
-    // Inodes that are read.
-    bool HasInodes() const { return Has(PageEventKind::LOADED); }
 
     // How a raw sample of a tracepoint is read.
     struct Layout {
@@ -85,14 +90,16 @@ public:
     PageEventStream(const PageEventStream&) = delete;
     PageEventStream& operator=(const PageEventStream&) = delete;
 
-    // Returns 0 or an errno: ESRCH when the process is gone.
+    // All threads of the process; children of it that are there already are processes of their own. Returns 0 or an
+    // errno: ESRCH when the process is gone.
     int Attach(int32_t pid);
     // What the process and its children do from now on does not count.
     void Detach(int32_t pid);
 
     // Waits until there is much to take, at most so long.
     void Wait(int timeoutMs);
-    // Appends what has happened since the last call, in the order of time but for what the processors hold back.
+    // Appends what has happened since the last call, in the order of time but for what the processors hold back; each
+    // file that was mapped once for all calls.
     void Take(std::vector<PageEvent>& events, std::vector<MappedFile>& files);
     // How many events there was no room for.
     uint64_t Lost() const { return lost_; }
@@ -102,7 +109,8 @@ private:
     struct Source;
 
     PageEventStream() = default;
-    int Listen(int32_t pid, const Ring& ring, const perf_event_attr& common, bool tellsMappings);
+    int AttachThread(int32_t pid, int32_t thread);
+    int Listen(int32_t pid, int32_t thread, const Ring& ring, const perf_event_attr& common, bool tellsMappings);
     void Read(const Ring& ring, std::vector<PageEvent>& events, std::vector<MappedFile>& files);
 
     std::vector<PageEventSupport::Layout> layouts_;
@@ -111,6 +119,7 @@ private:
     // Events that count nothing, and keep the tracepoints on.
     std::vector<UniqueFd> keepers_;
     std::vector<char> record_;
+    std::set<std::pair<uint64_t, uint64_t>> toldFiles_;  // Device and inode.
     uint64_t lost_ = 0;
 };
 

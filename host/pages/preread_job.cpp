@@ -7,13 +7,13 @@
 
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <deque>
-#include <thread>
 #include <vector>
 
 #include "host/pages/page_cache.h"
 #include "host/pages/preread_plan.h"
+#include "host/pages/thread_crew.h"
+#include "host/runtime/retry_on_eintr.h"
 
 namespace ZYRA::Host {
 
@@ -27,7 +27,8 @@ constexpr int LOOKERS = 2;
 constexpr uint64_t WINDOW_BYTES = uint64_t{512} << 10;
 // A folder of more bytes is not read through: one looks up a name in it by a few blocks.
 constexpr off_t LARGEST_FOLDER = off_t{1} << 20;
-// Of the memory so much is left to others.
+// Of the memory so much is left to others; and what is available counts the page cache, of which no more than half is
+// to be given for one scene.
 constexpr uint64_t SPARED_PART = 20;
 // How many pieces are asked for between two looks at the memory.
 constexpr size_t PIECES_BETWEEN_LOOKS = 32;
@@ -35,20 +36,22 @@ constexpr size_t PIECES_BETWEEN_LOOKS = 32;
 class Job {
 public:
     Job(const OpenedRecord& record, const MachineView& machine, const std::string& meminfo)
-        : record_(record), machine_(machine), meminfo_(meminfo), pieces_(PlanPreread(record.Record())) {}
+        : record_(record),
+          machine_(machine),
+          meminfo_(meminfo),
+          availableAtFirst_(ReadMemoryState(meminfo).available),
+          pieces_(PlanPreread(record.Record())) {}
 
     PrereadResult Run() {
-        std::vector<std::thread> threads;
+        ThreadCrew crew;
         for (int looker = 0; looker < LOOKERS; ++looker) {
-            threads.emplace_back([this] { LookAround(); });
+            crew.Add([this] { LookAround(); });
         }
         for (int reader = 1; reader < READERS; ++reader) {
-            threads.emplace_back([this] { ReadPieces(); });
+            crew.Add([this] { ReadPieces(); });
         }
         ReadPieces();
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
+        crew.Join();
         return Result();
     }
 
@@ -73,14 +76,15 @@ private:
         }
     }
 
-    // To read the last byte waits for the last page.
+    // To read of the last page waits for it.
     void AwaitOldest(Flight& flight) {
         const RecordedRange oldest = flight.pieces.front();
         const uint64_t bytes = oldest.pages.count * BYTES_PER_PAGE;
+        const auto lastPage = static_cast<off_t>(oldest.pages.first * BYTES_PER_PAGE + bytes - BYTES_PER_PAGE);
         char byte = 0;
-        // Whether it has arrived well is for those to see who want to have it.
-        (void)pread(record_.File(oldest.file), &byte, 1,
-                    static_cast<off_t>(oldest.pages.first * BYTES_PER_PAGE + bytes - BYTES_PER_PAGE));
+        if (RetryOnEintr([&] { return pread(record_.File(oldest.file), &byte, 1, lastPage); }) < 0) {
+            ++failed_;
+        }
         flight.bytes -= bytes;
         flight.pieces.pop_front();
     }
@@ -95,11 +99,10 @@ private:
             return;
         }
         const uint64_t bytes = piece.pages.count * BYTES_PER_PAGE;
-        while (readahead(file, static_cast<off64_t>(piece.pages.first * BYTES_PER_PAGE), bytes) != 0) {
-            if (errno != EINTR) {
-                ++failed_;
-                return;
-            }
+        const auto first = static_cast<off64_t>(piece.pages.first * BYTES_PER_PAGE);
+        if (RetryOnEintr([&] { return readahead(file, first, bytes); }) != 0) {
+            ++failed_;
+            return;
         }
         bytes_ += bytes;
         flight.bytes += bytes;
@@ -108,7 +111,7 @@ private:
 
     bool IsMemoryShort() const {
         const MemoryState memory = ReadMemoryState(meminfo_);
-        return memory.available < memory.total / SPARED_PART;
+        return memory.available < memory.total / SPARED_PART || bytes_ > availableAtFirst_ / 2;
     }
 
     // Has what is on the way to the files, and was read from the disk for that, in memory again.
@@ -145,13 +148,14 @@ private:
         if (isShort_) {
             return {bytes_, PrereadResult::NO_PAGE};
         }
-        const bool isUnreadable = failed_ == tried_ && !pieces_.empty();
+        const bool isUnreadable = failed_ >= tried_ && !pieces_.empty();
         return {bytes_, isUnreadable ? PrereadResult::NO_READ : ""};
     }
 
     const OpenedRecord& record_;
     const MachineView& machine_;
     const std::string& meminfo_;
+    const uint64_t availableAtFirst_;
     const std::vector<RecordedRange> pieces_;
     std::atomic<size_t> nextPiece_{0};
     std::atomic<size_t> nextLook_{0};

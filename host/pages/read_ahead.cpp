@@ -1,5 +1,6 @@
 #include "host/pages/read_ahead.h"
 
+#include <algorithm>
 #include <fstream>
 
 namespace ZYRA::Host {
@@ -36,32 +37,37 @@ void ReadAhead::TurnBack(ReadAheadLevel level) {
     Apply();
 }
 
+uint64_t ReadAhead::Wanted(uint64_t own) const {
+    if (users_[static_cast<size_t>(ReadAheadLevel::NONE)] > 0) {
+        return 0;
+    }
+    return users_[static_cast<size_t>(ReadAheadLevel::USUAL)] > 0 ? std::min(own, USUAL_KIB) : own;
+}
+
 std::string ReadAhead::Apply() {
+    std::string failure;
     for (const BlockDevice& disk : disks_) {
-        const std::string file = ReadAheadFile(disk);
+        const std::string file = ReadAheadFile(disk, sysRoot_);
         uint64_t present = 0;
         if (!(std::ifstream(file) >> present)) {
-            return "cannot read " + file;
+            continue;
         }
-        const uint64_t own = own_.try_emplace(file, present).first->second;
-        uint64_t wanted = own;
-        if (users_[static_cast<size_t>(ReadAheadLevel::NONE)] > 0) {
-            wanted = 0;
-        } else if (users_[static_cast<size_t>(ReadAheadLevel::USUAL)] > 0 && own > USUAL_KIB) {
-            wanted = USUAL_KIB;
-        }
+        const auto known = own_.find(file);
+        const uint64_t own = known == own_.end() ? present : known->second;
+        const uint64_t wanted = Wanted(own);
         std::string reason;
-        if (wanted == own) {
-            guardian_.RestoreSetting(file);
+        if (wanted != own) {
+            own_[file] = own;
+            reason = wanted == present ? "" : guardian_.ChangeSetting(file, std::to_string(wanted));
+        } else if (known != own_.end()) {
+            reason = guardian_.RestoreSetting(file);
+        }
+        if (wanted == own && reason.empty()) {
             own_.erase(file);
-        } else if (wanted != present) {
-            reason = guardian_.ChangeSetting(file, std::to_string(wanted));
         }
-        if (!reason.empty()) {
-            return reason;
-        }
+        failure = failure.empty() ? reason : failure;
     }
-    return "";
+    return failure;
 }
 
 }  // namespace ZYRA::Host

@@ -23,7 +23,8 @@ enum class ReadAheadLevel : uint8_t {
 class ReadAhead {
 public:
     // The guardian must outlive the object.
-    ReadAhead(Guardian& guardian, std::vector<BlockDevice> disks) : guardian_(guardian), disks_(std::move(disks)) {}
+    ReadAhead(Guardian& guardian, std::vector<BlockDevice> disks, std::string sysRoot = "/sys")
+        : guardian_(guardian), disks_(std::move(disks)), sysRoot_(std::move(sysRoot)) {}
     ~ReadAhead();
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
@@ -34,13 +35,15 @@ public:
     void TurnBack(ReadAheadLevel level);
 
 private:
-    // The lowest that is wanted.
+    // Has each disk as low as is wanted. Returns the first failure; a disk that is gone is none.
     std::string Apply();
+    uint64_t Wanted(uint64_t own) const;
 
     Guardian& guardian_;
     const std::vector<BlockDevice> disks_;
+    const std::string sysRoot_;
     std::array<int, 2> users_{};  // By level.
-    // In KiB, by file: what the disks were set to before they were turned down.
+    // In KiB, by file, of the disks that are turned down: what they were set to before.
     std::map<std::string, uint64_t> own_;
 };
 

@@ -26,9 +26,12 @@ struct KnownFile {
 
 class Builder {
 public:
-    Builder(const TouchedPages& touched, const std::vector<MappedFile>& mapped, bool aroundCounts,
-            const FileFinder& finder, const MachineView& machine)
-        : touched_(touched), mapped_(mapped), aroundCounts_(aroundCounts), finder_(finder), machine_(machine) {}
+    Builder(const CollectedPages& collected, bool aroundCounts, const FileFinder& finder, const MachineView& machine)
+        : collected_(collected),
+          touched_(collected.touched),
+          aroundCounts_(aroundCounts),
+          finder_(finder),
+          machine_(machine) {}
 
     BuiltRecord Build() {
         built_.record.madeAtS = Clock::NowSeconds();
@@ -49,15 +52,16 @@ private:
         if (!isKnown_[index]) {
             isKnown_[index] = true;
             known_[index] = Add(touched_.Files()[index]);
-            built_.lostFiles += known_[index] ? 0 : 1;
         }
         return known_[index] ? &*known_[index] : nullptr;
     }
 
+    // Nothing for a file that does not belong to the record.
     std::optional<KnownFile> Add(const TouchedPages::File& touched) {
-        const std::string path = finder_.PathOf(touched.device, touched.inode, mapped_);
+        const std::string path = finder_.PathOf(touched.device, touched.inode, collected_.mapped);
         UniqueFd file;
         if (path.empty() || path.size() > LONGEST_RECORDED_PATH) {
+            ++built_.lostFiles;
             return std::nullopt;
         }
         struct stat status {};
@@ -65,9 +69,14 @@ private:
         const std::optional<FileKind> kind = isOpen ? KindOf(status) : std::nullopt;
         // What stands at the path may be another file by now.
         if (!kind || status.st_ino != touched.inode) {
+            ++built_.lostFiles;
             return std::nullopt;
         }
         const FileIdentity identity = IdentityOf(status);
+        const bool isWrittenMeanwhile = identity.mtimeNs >= collected_.begunNs && identity.mtimeNs <= nowNs_;
+        if (*kind == FileKind::REGULAR && isWrittenMeanwhile) {
+            return std::nullopt;
+        }
         if (!identities_.insert({identity.device, identity.inode}).second) {
             return std::nullopt;
         }
@@ -113,8 +122,9 @@ private:
         }
     }
 
+    const CollectedPages& collected_;
     const TouchedPages& touched_;
-    const std::vector<MappedFile>& mapped_;
+    const int64_t nowNs_ = RealTimeNs();
     const bool aroundCounts_;
     const FileFinder& finder_;
     const MachineView& machine_;
@@ -126,9 +136,9 @@ private:
 
 }  // namespace
 
-BuiltRecord BuildRecord(const TouchedPages& touched, const std::vector<MappedFile>& mapped, bool aroundCounts,
-                        const FileFinder& finder, const MachineView& machine) {
-    return Builder(touched, mapped, aroundCounts, finder, machine).Build();
+BuiltRecord BuildRecord(const CollectedPages& collected, bool aroundCounts, const FileFinder& finder,
+                        const MachineView& machine) {
+    return Builder(collected, aroundCounts, finder, machine).Build();
 }
 
 }  // namespace ZYRA::Host

@@ -7,6 +7,7 @@ namespace ZYRA::Host {
 namespace {
 
 constexpr uint64_t NS_PER_S = 1000000000;
+
 }  // namespace
 
 std::optional<FileKind> KindOf(const struct stat& status) {

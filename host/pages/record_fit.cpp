@@ -1,7 +1,7 @@
 #include "host/pages/record_fit.h"
 
 #include <map>
-#include <optional>
+#include <set>
 #include <utility>
 
 #include "host/pages/record_builder.h"
@@ -24,24 +24,51 @@ std::map<FileKey, PageSet> PagesByFile(const PageRecord& record) {
     return pages;
 }
 
+// The pages of a record, by the file as the kernel's events name it: some file systems have devices of their own for
+// stat(2), of which the events know nothing.
+class RecordedPages {
+public:
+    explicit RecordedPages(const PageRecord& record) : pages_(PagesByFile(record)) {
+        for (const auto& [key, pages] : pages_) {
+            devices_.insert(key.first);
+            byInode_[key.second] = &pages;
+        }
+    }
+
+    const PageSet& Of(const TouchedPages::File& file) const {
+        if (const auto known = pages_.find({file.device, file.inode}); known != pages_.end()) {
+            return known->second;
+        }
+        const auto known = byInode_.find(file.inode);
+        return devices_.contains(file.device) || known == byInode_.end() ? none_ : *known->second;
+    }
+
+private:
+    const std::map<FileKey, PageSet> pages_;
+    const PageSet none_;
+    std::set<uint64_t> devices_;
+    std::map<uint64_t, const PageSet*> byInode_;
+};
+
 }  // namespace
 
-RecordFit CompareRecord(const PageRecord& record, const TouchedPages& touched, const std::vector<MappedFile>& mapped,
-                        const FileFinder& finder, const MachineView& machine) {
-    std::map<FileKey, PageSet> recorded = PagesByFile(record);
+RecordFit CompareRecord(const PageRecord& record, const CollectedPages& collected, const FileFinder& finder,
+                        const MachineView& machine) {
+    const RecordedPages recorded(record);
     RecordFit fit;
     fit.recorded = record.Pages();
     fit.neverTouched = fit.recorded;
-    TouchedPages missed;
-    for (const TouchedPages::File& file : touched.Files()) {
-        const PageSet& known = recorded[{file.device, file.inode}];
+    CollectedPages missed{{}, collected.mapped, collected.begunNs, 0};
+    for (const TouchedPages::File& file : collected.touched.Files()) {
+        const PageSet& known = recorded.Of(file);
         fit.neverTouched -= known.CountCommon(file.sure) + known.CountCommon(file.around.Without(file.sure));
         for (const PageRange& range : file.sure.Without(known).Ranges()) {
-            missed.Note({0, PageEventKind::READ, file.device, file.inode, range.first, range.first + range.count - 1});
+            missed.touched.Note(
+                {0, PageEventKind::READ, file.device, file.inode, range.first, range.first + range.count - 1});
         }
     }
     constexpr bool aroundCounts = false;
-    fit.missing = BuildRecord(missed, mapped, aroundCounts, finder, machine).record;
+    fit.missing = BuildRecord(missed, aroundCounts, finder, machine).record;
     return fit;
 }
 

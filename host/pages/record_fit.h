@@ -28,8 +28,8 @@ struct RecordFit {
 
 // Files that have no path, and pages beyond their ends, do not count. Pages that were mapped around a fault count as
 // touched where they are recorded, so that more of them may never have been.
-RecordFit CompareRecord(const PageRecord& record, const TouchedPages& touched, const std::vector<MappedFile>& mapped,
-                        const FileFinder& finder, const MachineView& machine);
+RecordFit CompareRecord(const PageRecord& record, const CollectedPages& collected, const FileFinder& finder,
+                        const MachineView& machine);
 
 // The record with the pages of the other behind its own. A file that is not the same in both stays as the first has it.
 PageRecord ExtendRecord(PageRecord record, const PageRecord& more);

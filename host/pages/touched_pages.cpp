@@ -1,5 +1,6 @@
 #include "host/pages/touched_pages.h"
 
+#include <ctime>
 #include <utility>
 
 namespace ZYRA::Host {
@@ -40,18 +41,17 @@ void TouchedPages::Note(const PageEvent& event) {
     }
 }
 
+int64_t RealTimeNs() {
+    constexpr int64_t NS_PER_S = 1000000000;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec * NS_PER_S + now.tv_nsec;
+}
+
 void TouchedPages::Clear() {
     files_.clear();
     indices_.clear();
     touches_.clear();
-}
-
-uint64_t TouchedPages::SurePages() const {
-    uint64_t pages = 0;
-    for (const File& file : files_) {
-        pages += file.sure.Count();
-    }
-    return pages;
 }
 
 }  // namespace ZYRA::Host

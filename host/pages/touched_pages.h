@@ -37,7 +37,6 @@ public:
 
     const std::vector<File>& Files() const { return files_; }
     const std::vector<Touch>& Touches() const { return touches_; }
-    uint64_t SurePages() const;
 
 private:
     uint32_t IndexOf(uint64_t device, uint64_t inode);
@@ -45,6 +44,18 @@ private:
     std::vector<File> files_;
     std::map<std::pair<uint64_t, uint64_t>, uint32_t> indices_;
     std::vector<Touch> touches_;
+};
+
+// Nanoseconds since the epoch by the machine's clock, whatever the device's is, to compare with the times of files.
+int64_t RealTimeNs();
+
+// What was gathered of processes.
+struct CollectedPages {
+    TouchedPages touched;
+    std::vector<MappedFile> mapped;
+    // The real time at which the first process was attached.
+    int64_t begunNs = INT64_MAX;
+    uint64_t lostEvents = 0;
 };
 
 }  // namespace ZYRA::Host

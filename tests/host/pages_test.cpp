@@ -3,8 +3,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -109,8 +111,9 @@ protected:
         return pages;
     }
 
-    std::unique_ptr<LinuxPages> Pages(CollectionMode mode = CollectionMode::EXACT) {
-        return std::make_unique<LinuxPages>(LinuxPages::Machine{*view_, finder_, *guardian_, disks_}, mode);
+    std::unique_ptr<LinuxPages> Pages(CollectionMode mode = CollectionMode::EXACT,
+                                      const PageEventSupport& events = PageEventSupport(FindTracefs())) {
+        return std::make_unique<LinuxPages>(LinuxPages::Machine{*view_, finder_, *guardian_, disks_, events}, mode);
     }
     // The pages of the test's files that are recorded, in their order.
     std::string Recorded(LinuxPages& pages) const {
@@ -300,12 +303,96 @@ TEST_F(PagesTest, ARecordThatMissesMoreThanATwentiethBecomesOlder) {
     EXPECT_EQ(pages->Bind(0, scene_), RecordState::UPTODATE);
 }
 
+// What a kernel lacks: (a) every tracepoint, (b) those of what is demanded. Either way the disks' read-ahead is off,
+// and the record is right, also when it was older before and has been preread.
+TEST_F(PagesTest, RecordsAreMadeOfWhatTheKernelTells) {
+    const std::string few = dir_ + "tracefs";
+    const std::string additions = "/events/filemap/mm_filemap_add_to_page_cache";
+    fs::create_directories(few + "/events/filemap"), fs::create_symlink(FindTracefs() + additions, few + additions);
+    for (const std::string& tracefs : {std::string(), few}) {
+        Make("a", 128), Make("b", 64);
+        const auto pages = Pages(CollectionMode::PASSIVE, PageEventSupport(tracefs));
+        EXPECT_EQ(pages->Notes().size(), 1U);
+        pages->Bind(0, scene_);
+        EXPECT_EQ(Collect(*pages, {"a 40 3", "+b 7"}), tracefs.empty() ? "a3 a40 b7 " : "a40 a3 b7 ");
+        Make("b", 65), Cool("a");
+        EXPECT_EQ(pages->Bind(0, scene_), RecordState::OLDER);
+        EXPECT_EQ(Preread(*pages).failure, "");
+        EXPECT_EQ(Collect(*pages, {"b 9", "a 3 40"}), tracefs.empty() ? "b9 a3 a40 " : "b9 a3 a40 ");
+        pages->ClearRecord("mail"), std::ofstream(RECORD).flush();
+    }
+}
+
+// (a) While a recorded scene is bound the disks are turned down, but where no setting is to be changed; recording has
+// them lower. (b) One that is gone is no failure, one that is low stays, and everything is as before in the end.
+TEST_F(PagesTest, DisksAreTurnedDownAsFarAsIsWanted) {
+    const std::string before = ReadAheads();
+    Make("a", 64);
+    auto pages = Pages();
+    pages->Bind(0, scene_);
+    EXPECT_EQ(ReadAheads(), before);
+    Collect(*pages, {"a 5"});
+    pages->Bind(0, scene_);
+    for (const BlockDevice& disk : disks_) {
+        std::string text;
+        EXPECT_TRUE(LoadStringFromFile(ReadAheadFile(disk), text) && std::stoi(text) <= 128);
+    }
+    pages->EndWork(0, true);
+    EXPECT_EQ(ReadAheads(), before);
+    pages = Pages(CollectionMode::PASSIVE);
+    pages->Bind(0, scene_);
+    EXPECT_EQ(ReadAheads(), before);
+    const std::vector<BlockDevice> disks = {{1, 0, "gone"}, {2, 0, "low"}, {3, 0, "high"}};
+    const auto levels = [&] {
+        std::string text[2];
+        LoadStringFromFile(ReadAheadFile(disks[1], dir_), text[0]),
+            LoadStringFromFile(ReadAheadFile(disks[2], dir_), text[1]);
+        return std::to_string(std::stoi(text[0])) + " " + std::to_string(std::stoi(text[1]));
+    };
+    for (const auto& [disk, kib] : {std::pair(1, "64"), std::pair(2, "4096")}) {
+        fs::create_directories(fs::path(ReadAheadFile(disks[disk], dir_)).parent_path());
+        std::ofstream(ReadAheadFile(disks[disk], dir_)) << kib;
+    }
+    {
+        ReadAhead readAhead(*guardian_, disks, dir_);
+        const auto turnDown = [&](ReadAheadLevel level) { return readAhead.TurnDown(level, text_) ? levels() : text_; };
+        const auto turnBack = [&](ReadAheadLevel level) { return readAhead.TurnBack(level), levels(); };
+        EXPECT_EQ(turnDown(ReadAheadLevel::USUAL), "64 128");
+        EXPECT_EQ(turnDown(ReadAheadLevel::NONE), "0 0");
+        EXPECT_EQ(turnDown(ReadAheadLevel::USUAL), "0 0");
+        EXPECT_EQ(turnBack(ReadAheadLevel::NONE), "64 128");
+        EXPECT_EQ(turnBack(ReadAheadLevel::USUAL), "64 128");
+        EXPECT_EQ(turnBack(ReadAheadLevel::USUAL), "64 4096");
+        EXPECT_EQ(turnDown(ReadAheadLevel::NONE), "0 0");
+    }
+    EXPECT_EQ(levels(), "64 4096");
+}
+
+// Nobody who waits at a pipe is woken for a record that names it.
+TEST_F(PagesTest, OnlyRegularFilesOfARecordAreOpened) {
+    const std::string pipe = dir_ + "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    struct stat status {};
+    ASSERT_EQ(stat(pipe.c_str(), &status), 0);
+    const PageRecord record = {
+        1, false, {{FileKind::REGULAR, {status.st_dev, status.st_ino, 8192, 0}, pipe}}, {{0, {0, 1}}}};
+    ASSERT_EQ(SavePageRecord(RECORD, record), 0);
+    const UniqueFd events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(events.Get(), pipe.c_str(), IN_OPEN), 0);
+    const auto pages = Pages();
+    EXPECT_EQ(pages->Bind(0, scene_), RecordState::OLDER);
+    EXPECT_EQ(Preread(*pages).bytes, 0U);
+    EXPECT_EQ(read(events.Get(), &text_[0], 1), -1);
+    EXPECT_EQ(errno, EAGAIN);
+}
+
 // (a) Beyond the end there is nothing, and a folder has no pages; what is touched twice counts once. (b) What is only
 // around counts if it is there, or altogether. (c) A file that is gone is lost, also when another stands at its path;
 // one that was moved is not.
 TEST_F(PagesTest, RecordsAreBuiltOfWhatIsKnownOfTouches) {
-    std::vector<MappedFile> mapped;
-    TouchedPages touched;
+    CollectedPages collected;
+    TouchedPages& touched = collected.touched;
+    std::vector<MappedFile>& mapped = collected.mapped;
     const auto touch = [&](const std::string& name, PageEventKind kind, uint64_t first, uint64_t last) {
         struct stat status {};
         const bool isThere = lstat((dir_ + name).c_str(), &status) == 0;
@@ -319,7 +406,7 @@ TEST_F(PagesTest, RecordsAreBuiltOfWhatIsKnownOfTouches) {
     touch("gone", PageEventKind::FAULTED, 0, 1), touch("", PageEventKind::LOADED, 0, 0);
     touch("b", PageEventKind::FAULTED, 7, 7), touch("b", PageEventKind::MAPPED, 20, 10);
     for (const bool aroundCounts : {false, true}) {
-        const BuiltRecord built = BuildRecord(touched, mapped, aroundCounts, finder_, *view_);
+        const BuiltRecord built = BuildRecord(collected, aroundCounts, finder_, *view_);
         EXPECT_EQ(built.lostFiles, 1U);
         ASSERT_EQ(built.record.files.size(), 3U);
         EXPECT_EQ(built.record.files[0].path + built.record.files[1].path, dir_ + "b" + dir_ + "a");
@@ -329,13 +416,17 @@ TEST_F(PagesTest, RecordsAreBuiltOfWhatIsKnownOfTouches) {
             ranges[0] = {0, {3, 7}}, ranges.pop_back();
         }
         EXPECT_EQ(built.record.ranges, ranges);
-        const RecordFit fit = CompareRecord(built.record, touched, mapped, finder_, *view_);
+        const RecordFit fit = CompareRecord(built.record, collected, finder_, *view_);
         EXPECT_EQ(fit.neverTouched + fit.Missed(), 0U);
     }
     // Without a record all that is sure is missed, of files that are there.
-    EXPECT_EQ(CompareRecord({}, touched, mapped, finder_, *view_).Missed(), 5U);
+    EXPECT_EQ(CompareRecord({}, collected, finder_, *view_).Missed(), 5U);
+    // What is written meanwhile belongs to no record; a time that is yet to come tells nothing.
+    fs::last_write_time(dir_ + "b", fs::file_time_type::clock::now());
+    collected.begunNs = 0;
+    EXPECT_EQ(BuildRecord(collected, true, finder_, *view_).record.Pages(), 4U);
     fs::rename(dir_ + "b", dir_ + "c"), fs::rename(Make("d", 10), dir_ + "a");
-    EXPECT_EQ(BuildRecord(touched, mapped, true, finder_, *view_).lostFiles, 2U);
+    EXPECT_EQ(BuildRecord(collected, true, finder_, *view_).lostFiles, 2U);
 }
 
 // What is read is the record's pages and the gaps of up to 3 between those of a stretch, in pieces of up to 256.
