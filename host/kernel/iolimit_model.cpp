@@ -137,6 +137,9 @@ int IolimitModel::Change(size_t group, Group&& changed) {
 void IolimitModel::RemoveProcess(int32_t pid) {
     MutexLock lock(mutex_);
     processes_.Remove(pid);
+    if (limiter_ != nullptr) {
+        limiter_->Release(pid);
+    }
 }
 
 }  // namespace ZYRA::Host

@@ -31,7 +31,7 @@ public:
     int Read(std::string_view name, std::string& content) override;
     int Write(std::string_view name, const std::string& content) override;
 
-    // The process has ended.
+    // The process has ended, or is none of the device's any more.
     void RemoveProcess(int32_t pid);
 
 private:

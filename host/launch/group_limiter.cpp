@@ -51,6 +51,20 @@ int GroupLimiter::Move(int32_t pid, const std::string& group) {
     return 0;
 }
 
+void GroupLimiter::Release(int32_t pid) {
+    MutexLock lock(mutex_);
+    wanted_.erase(pid);
+    if (moved_.erase(pid) == 0) {
+        return;
+    }
+    queue_->Submit(
+        [this, pid] {
+            const int error = groups_.Release(pid);
+            Note("release process " + std::to_string(pid), error == ESRCH ? 0 : error);
+        },
+        "release", 0);
+}
+
 int GroupLimiter::Limit(const std::string& group, std::optional<uint64_t> readBps, std::optional<uint64_t> writeBps) {
     MutexLock lock(mutex_);
     Limits& limits = limits_[group];

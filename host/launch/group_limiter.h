@@ -27,6 +27,7 @@ public:
     ~GroupLimiter() override;
 
     int Move(int32_t pid, const std::string& group) override;
+    void Release(int32_t pid) override;
     int Limit(const std::string& group, std::optional<uint64_t> readBps, std::optional<uint64_t> writeBps) override;
 
     // What was refused, one line each.

@@ -55,6 +55,11 @@ int Write(const std::string& file, const std::string& content) {
     return SaveStringToFile(file, content) ? 0 : errno;
 }
 
+// Written, 0 would stand for the host itself.
+int Put(int32_t pid, const std::string& members) {
+    return pid > 0 ? Write(members, std::to_string(pid)) : ESRCH;
+}
+
 std::string Number(const BlockDevice& disk) {
     return std::to_string(disk.major) + ":" + std::to_string(disk.minor);
 }
@@ -69,6 +74,7 @@ IoGroups::IoGroups(Guardian& guardian, std::vector<BlockDevice> disks, Interface
     : guardian_(guardian),
       disks_(std::move(disks)),
       interface_(interface),
+      members_(root + MEMBERS),
       parent_(root + "/iosched-" + std::to_string(getpid())),
       rootControllers_(root + HANDED_DOWN) {}
 
@@ -144,8 +150,11 @@ int IoGroups::Move(int32_t pid, const std::string& group) {
     if (error != 0) {
         return error;
     }
-    // Written, 0 would stand for the host itself.
-    return pid > 0 ? Write(Folder(group) + MEMBERS, std::to_string(pid)) : ESRCH;
+    return Put(pid, Folder(group) + MEMBERS);
+}
+
+int IoGroups::Release(int32_t pid) {
+    return Put(pid, members_);
 }
 
 int IoGroups::Limit(const std::string& group, std::optional<uint64_t> readBps, std::optional<uint64_t> writeBps) {

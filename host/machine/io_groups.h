@@ -29,12 +29,14 @@ public:
     IoGroups(const IoGroups&) = delete;
     IoGroups& operator=(const IoGroups&) = delete;
 
-    // Both make the group if need be, and return 0 or an errno: EINVAL for a name that is no name of a folder, EIO for
+    // Each returns 0 or an errno. Move and Limit make the group if need be: EINVAL for a name that is no name of a folder, EIO for
     // a group that could not be made, else that of the kernel's refusal.
 
     // Puts a process, with all its threads, into the group; its children follow if they are started afterwards. ESRCH
     // for one that is gone.
     int Move(int32_t pid, const std::string& group);
+    // Takes a process out of its group, to the one above the host's own; it makes no group. ESRCH for one that is gone.
+    int Release(int32_t pid);
     // Limits the members of the group together, on each disk by itself; nothing is no limit. EINVAL for a limit of 0. A
     // refusal for one disk leaves the others limited.
     int Limit(const std::string& group, std::optional<uint64_t> readBps, std::optional<uint64_t> writeBps);
@@ -54,6 +56,7 @@ private:
     Guardian& guardian_;
     const std::vector<BlockDevice> disks_;
     const Interface interface_;
+    const std::string members_;  // Of the group above the host's own.
     const std::string parent_;
     // The file in which the io controller is handed down; the guardian knows whether that was changed.
     const std::string rootControllers_;

@@ -10,6 +10,8 @@
 #include <memory>
 #include <sstream>
 
+#include "host/kernel/iolimit_model.h"
+#include "host/launch/group_limiter.h"
 #include "host/machine/io_groups.h"
 #include "host/machine/machine_view.h"
 #include "host/sandbox/sandbox.h"
@@ -137,9 +139,10 @@ TEST_F(MachineTest, IoGroupsOfVersionTwoWriteIoMax) {
         EXPECT_EQ(groups->Move(1, "x"), ENOENT);
         Write(parent + "/cgroup.subtree_control", "");
         EXPECT_EQ(groups->Limit("x", 1000, std::nullopt), ENOENT);
-        Write(parent + "/x/io.max", ""), Write(parent + "/x/cgroup.procs", "");
-        EXPECT_EQ(groups->Limit("x", 1000, std::nullopt) + groups->Move(42, "x"), 0);
+        Write(parent + "/x/io.max", ""), Write(parent + "/x/cgroup.procs", ""), Write(dir_ + "cgroup.procs", "");
+        EXPECT_EQ(groups->Limit("x", 1000, std::nullopt) + groups->Move(42, "x") + groups->Release(43), 0);
         EXPECT_EQ(Read(parent + "/x/io.max") + Read(parent + "/x/cgroup.procs"), "8:0 rbps=1000 wbps=max42");
+        EXPECT_EQ(Read(dir_ + "cgroup.procs"), "43");
         EXPECT_EQ(Read(parent + "/cgroup.subtree_control"), "+io");
         EXPECT_EQ(groups->Move(1, "../x") + groups->Limit("x", 0, 1), 2 * EINVAL);
         fs::remove_all(parent), groups.reset();
@@ -164,6 +167,28 @@ TEST_F(MachineTest, RealIoGroupsAreGoneAfterTheHostWasKilled) {
         EXPECT_NE(Read(places).find("/iosched-"), std::string::npos);
     });
     EXPECT_EQ(Read(places).find("/iosched-"), std::string::npos);
+}
+
+// (a) A group is real once it has a member and a limit; (b) a process that the device forgets leaves it.
+TEST_F(MachineTest, RealIoGroupsHoldTheProcessesOfTheDeviceOnly) {
+    const auto guardian = Start();
+    const auto groups = IoGroups::Create(*guardian, MountedDisks(), text_);
+    if (groups == nullptr) {
+        GTEST_SKIP() << text_;
+    }
+    const std::string member = std::to_string(Linger());
+    for (const bool isForgotten : {false, true, false}) {
+        {
+            GroupLimiter limiter(*groups);
+            IolimitModel model(&limiter);
+            EXPECT_EQ(model.Write("iocontrol/cgroup.procs", member) + model.Write("iocontrol/iolimit.offon", "1") +
+                          model.Write("iocontrol/iolimit.read_limit", "1048576"),
+                      0);
+            isForgotten ? model.RemoveProcess(std::stoi(member)) : void();
+        }
+        EXPECT_EQ(Read("/proc/" + member + "/cgroup").find("/iosched-") == std::string::npos, isForgotten);
+    }
+    EXPECT_EQ(groups->Release(0) + groups->Release(INT32_MAX), 2 * ESRCH);
 }
 
 TEST_F(MachineTest, ViewReachesTheMachineFromInsideTheSandbox) {
