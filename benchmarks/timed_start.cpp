@@ -99,9 +99,9 @@ public:
     }
 
 private:
-    static std::unique_ptr<HeldProgram> Hold(const ProgramCommand& command, const ProgramOutput& output) {
+    std::unique_ptr<HeldProgram> Hold(const ProgramCommand& command, const ProgramOutput& output) const {
         std::string error;
-        auto held = HeldProgram::Fork([] { return true; }, command, output, error);
+        auto held = HeldProgram::Fork([this] { return machine_.EnterInChild(); }, command, output, error);
         return held != nullptr ? std::move(held) : throw Failure{error};
     }
     static void LetGo(HeldProgram& held) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/resource.h>
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,7 +19,11 @@ struct LaunchMachine {
     // Null on failure, with one line in `error`. REQUIRES: root, one thread, outside the sandbox.
     static std::unique_ptr<LaunchMachine> TakeHold(std::string& error);
 
-    LaunchMachine(MachineView machineView, std::unique_ptr<Guardian> machineGuardian);
+    LaunchMachine(MachineView machineView, std::unique_ptr<Guardian> machineGuardian, const rlimit& fileLimit);
+
+    // In a forked child: from the sandbox to the machine, with the limit of open files that the host began with. As
+    // MachineView::ReturnTo.
+    bool EnterInChild() const noexcept;
 
     // Of all the disks together; nothing when one of them does not tell.
     std::optional<uint64_t> BytesReadFromDisks() const;
@@ -26,6 +32,10 @@ struct LaunchMachine {
     FileFinder finder;
     std::unique_ptr<Guardian> guardian;
     std::vector<BlockDevice> disks;
+
+private:
+    const rlimit fileLimit_;
+    const std::vector<BlockDevice> countedDisks_;
 };
 
 }  // namespace ZYRA::Host

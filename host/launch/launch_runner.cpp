@@ -77,7 +77,7 @@ std::string LaunchRunner::RunInTurn() {
 std::string LaunchRunner::RunBusy() {
     std::string error;
     progress_("making files for the readers");
-    const auto enter = [this] { return machine_.view.ReturnTo(); };
+    const auto enter = [this] { return machine_.EnterInChild(); };
     readers_ = BackgroundReaders::Start({.count = plan_.readers}, enter, error);
     if (readers_ == nullptr) {
         return error;
@@ -115,7 +115,7 @@ std::string LaunchRunner::Start(StartKind kind, bool isCold, bool hasPlugin) {
     if (isCold && !coldStart_.Make(error)) {
         return error;
     }
-    const auto enter = [this] { return machine_.view.ReturnTo(); };
+    const auto enter = [this] { return machine_.EnterInChild(); };
     const auto program = HeldProgram::Fork(enter, plan_.program, *output, error);
     if (program == nullptr) {
         return error;

@@ -50,6 +50,32 @@ std::optional<dev_t> DeviceOfMount(const std::string& line) {
     return isNode ? std::optional(status.st_rdev) : std::nullopt;
 }
 
+void AddOnce(const BlockDevice& disk, std::vector<BlockDevice>& disks) {
+    if (std::none_of(disks.begin(), disks.end(), [&disk](const BlockDevice& other) {
+            return other.major == disk.major && other.minor == disk.minor;
+        })) {
+        disks.push_back(disk);
+    }
+}
+
+void AddDisksBelow(const BlockDevice& disk, const std::string& sysRoot, std::vector<BlockDevice>& found) {
+    const fs::path folder = sysRoot + "/dev/block/" + Number(disk.major, disk.minor);
+    std::error_code error;
+    bool isStacked = fs::exists(folder / "loop/backing_file", error);
+    for (fs::directory_iterator entry(folder / "slaves", error), end; !error && entry != end; entry.increment(error)) {
+        isStacked = true;
+        std::string number;
+        LoadStringFromFile(entry->path() / "dev", number);
+        const std::optional<dev_t> device = ParseNumber(number);
+        if (const auto below = device ? DiskOf(*device, sysRoot) : std::nullopt) {
+            AddDisksBelow(*below, sysRoot, found);
+        }
+    }
+    if (!isStacked) {
+        AddOnce(disk, found);
+    }
+}
+
 }  // namespace
 
 std::optional<BlockDevice> DiskOf(dev_t device, const std::string& sysRoot) {
@@ -78,16 +104,20 @@ std::vector<BlockDevice> MountedDisks(const std::string& sysRoot, const std::str
     for (std::string line; std::getline(lines, line);) {
         const std::optional<dev_t> device = DeviceOfMount(line);
         const std::optional<BlockDevice> disk = device ? DiskOf(*device, sysRoot) : std::nullopt;
-        const auto isSame = [&](const BlockDevice& other) {
-            return other.major == disk->major && other.minor == disk->minor;
-        };
         std::error_code ignored;
-        if (disk && std::none_of(disks.begin(), disks.end(), isSame) &&
-            fs::exists(ReadAheadFile(*disk, sysRoot), ignored)) {
-            disks.push_back(*disk);
+        if (disk && fs::exists(ReadAheadFile(*disk, sysRoot), ignored)) {
+            AddOnce(*disk, disks);
         }
     }
     return disks;
+}
+
+std::vector<BlockDevice> DisksBelow(const std::vector<BlockDevice>& disks, const std::string& sysRoot) {
+    std::vector<BlockDevice> found;
+    for (const BlockDevice& disk : disks) {
+        AddDisksBelow(disk, sysRoot, found);
+    }
+    return found;
 }
 
 std::string ReadAheadFile(const BlockDevice& disk, const std::string& sysRoot) {

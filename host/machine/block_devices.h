@@ -28,6 +28,10 @@ std::optional<BlockDevice> DiskOf(dev_t device, const std::string& sysRoot = "/s
 std::vector<BlockDevice> MountedDisks(const std::string& sysRoot = "/sys",
                                       const std::string& mountInfo = "/proc/self/mountinfo");
 
+// The disks that these are on in the end, each once: what is read from a mapped device is read from those below it as
+// well. For a loop device there is none, since its file is on a disk that is mounted itself.
+std::vector<BlockDevice> DisksBelow(const std::vector<BlockDevice>& disks, const std::string& sysRoot = "/sys");
+
 // The setting that holds the disk's read-ahead in KiB.
 std::string ReadAheadFile(const BlockDevice& disk, const std::string& sysRoot = "/sys");
 

@@ -220,6 +220,17 @@ TEST_F(MachineTest, DisksAreThoseBelowThePartitionsThatAreMounted) {
     const auto disks = MountedDisks(dir_, dir_ + "mountinfo");
     ASSERT_EQ(disks.size(), 2U);
     EXPECT_EQ(disks[0].name + ReadAheadFile(disks[1]), "sda/sys/class/bdi/253:0/read_ahead_kb");
+    // Mapped devices, one on the other, stand for the disk below them, and a loop device for none.
+    fs::create_directories(dir_ + "devices/dm-0/slaves"), fs::create_directories(dir_ + "devices/dm-1/slaves");
+    fs::create_symlink(dir_ + "devices/dm-1", dir_ + "dev/block/253:1"), Write(dir_ + "devices/dm-1/dev", "253:1");
+    fs::create_symlink(dir_ + "devices/dm-1", dir_ + "devices/dm-0/slaves/dm-1");
+    fs::create_symlink(dir_ + "devices/sda/sda1", dir_ + "devices/dm-1/slaves/sda1");
+    Write(dir_ + "devices/lo/loop/backing_file", "/x\n");
+    for (const auto& [above, below] : {std::pair(disks, 1U), std::pair(std::vector{disks[1]}, 1U),
+                                       std::pair(std::vector{BlockDevice{7, 0, "lo"}}, 0U)}) {
+        const auto counted = DisksBelow(above, dir_);
+        EXPECT_TRUE(counted.size() == below && (below == 0 || counted[0].name == "sda"));
+    }
     EXPECT_TRUE(BytesRead({8, 0, "sda"}, dir_) == 300 * 512U && !BytesRead({9, 9, "gone"}, dir_));
 }
 
