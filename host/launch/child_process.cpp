@@ -14,8 +14,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <system_error>
 
 #include "host/runtime/retry_on_eintr.h"
+#include "platform/file_util.h"
 
 namespace ZYRA::Host {
 
@@ -80,6 +85,35 @@ int64_t MonotonicUs() {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return now.tv_sec * US_PER_S + now.tv_nsec / NS_PER_US;
+}
+
+std::set<pid_t> Children() {
+    std::set<pid_t> children;
+    std::error_code error;
+    // Each thread has its own; an orphan becomes one of whichever.
+    std::filesystem::directory_iterator thread("/proc/self/task", error);
+    for (; !error && thread != std::filesystem::directory_iterator(); thread.increment(error)) {
+        std::string text;
+        LoadStringFromFile(thread->path() / "children", text);
+        std::istringstream numbers(text);
+        for (pid_t pid = 0; numbers >> pid;) {
+            children.insert(pid);
+        }
+    }
+    return children;
+}
+
+void KillChildrenBut(const std::set<pid_t>& spared) {
+    for (bool isAnyLeft = true; isAnyLeft;) {
+        isAnyLeft = false;
+        for (const pid_t pid : Children()) {
+            if (!spared.contains(pid)) {
+                kill(pid, SIGKILL);
+                RetryOnEintr([pid] { return waitpid(pid, nullptr, 0); });
+                isAnyLeft = true;
+            }
+        }
+    }
 }
 
 bool OpenSockets(UniqueFd& one, UniqueFd& other) {

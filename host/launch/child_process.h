@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "host/runtime/unique_fd.h"
@@ -19,6 +20,13 @@ struct ProcessEnd {
     int status = 0;  // As of waitpid(2).
     int64_t atUs = 0;
 };
+
+// The processes whose parent this one is, with those that have ended and were not waited for. Empty where the kernel
+// does not tell.
+std::set<pid_t> Children();
+
+// Kills and reaps every child that is not among the spared, and what becomes a child by that, until there is none.
+void KillChildrenBut(const std::set<pid_t>& spared);
 
 // A forked process of ours. It stays a zombie when it has ended, so that its number, and that of the group that it
 // leads, are nobody else's for as long as this object lives. Not thread-safe.

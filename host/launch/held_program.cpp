@@ -120,6 +120,7 @@ std::unique_ptr<HeldProgram> HeldProgram::Fork(const std::function<bool()>& ente
                             output.Descriptor(OutputStream::ERR),
                             go.Get(),
                             program->go_.Get()};
+    program->olderChildren_ = Children();
     program->process_ = ChildProcess::Fork([&side] { return side.Run(); });
     if (program->process_ == nullptr) {
         error = std::string("cannot make a process: ") + std::strerror(errno);
@@ -137,6 +138,7 @@ std::unique_ptr<HeldProgram> HeldProgram::Fork(const std::function<bool()>& ente
 HeldProgram::~HeldProgram() {
     if (isHeld_) {
         process_->KillGroup();
+        KillChildrenBut(olderChildren_);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "host/launch/child_process.h"
@@ -27,8 +28,9 @@ public:
     static std::unique_ptr<HeldProgram> Fork(const std::function<bool()>& enterMachine, const ProgramCommand& command,
                                              const ProgramOutput& output, std::string& error);
 
-    // Kills what is left of the process group, whether the program has ended or not, and returns when nothing of it is
-    // there: what it had mapped can be dropped from the page cache.
+    // Kills what is left of the program, whether it has ended or not, and returns when nothing of it is there: what it
+    // had mapped can be dropped from the page cache. That is its process group, and what has left that, where the
+    // kernel tells the host's children. REQUIRES: of the host's other children, each is older or has been reaped.
     ~HeldProgram();
     HeldProgram(const HeldProgram&) = delete;
     HeldProgram& operator=(const HeldProgram&) = delete;
@@ -47,6 +49,7 @@ private:
     HeldProgram() = default;
 
     std::string executable_;
+    std::set<pid_t> olderChildren_;
     ChildReport report_;
     UniqueFd go_;
     std::unique_ptr<ChildProcess> process_;

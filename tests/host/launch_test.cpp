@@ -6,9 +6,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <thread>
 
 #include "host/launch/background_readers.h"
@@ -91,14 +94,19 @@ TEST(LaunchTest, WhatCannotStartIsToldInALine) {
     EXPECT_EQ(shell.error, "cannot execute \"/etc/passwd\": Permission denied");
 }
 
-TEST(LaunchTest, DroppedProgramTakesItsGroupAlong) {
+// What has begun a session of its own, and the children of that, have left the group.
+TEST(LaunchTest, DroppedProgramTakesAlongWhatItHasStarted) {
     HeldShell running("exec sleep 2000");
-    HeldShell ended("sleep 2000 & echo $!");
+    HeldShell ended(
+        "sleep 2000 & echo $! $(setsid sh -c 'sleep 2000 >&- & echo $$ $!; exec >&-; sleep 2000; sleep 2000' &)");
     ASSERT_TRUE(running.Go() && ended.Go() && ended.program->Wait(std::nullopt));
-    const pid_t pids[] = {running.program->Pid(), std::stoi(ended.output->Text(OutputStream::OUT))};
-    running.program.reset();
     ended.program.reset();
-    EXPECT_TRUE(IsGone(pids[0]) && IsGone(pids[1]));
+    std::istringstream numbers(ended.output->Text(OutputStream::OUT));
+    const std::vector<pid_t> pids{std::istream_iterator<pid_t>(numbers), {}};
+    EXPECT_TRUE(pids.size() == 3 && std::all_of(pids.begin(), pids.end(), IsGone) && !IsGone(running.program->Pid()));
+    const pid_t pid = running.program->Pid();
+    running.program.reset();
+    EXPECT_TRUE(IsGone(pid) && Children().empty());
 }
 
 // The children inherit the end of a pipe, which ends with the last of them.
