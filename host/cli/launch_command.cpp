@@ -104,6 +104,7 @@ ExitCode LaunchCommand::Run() {
         }
     }
 
+    plan.outputFd = json.IsStandardOutput() ? STDERR_FILENO : STDOUT_FILENO;
     const auto machine = LaunchMachine::TakeHold(error);
     if (machine == nullptr) {
         return Fail(EXIT_NO_SANDBOX, error);
@@ -125,24 +126,28 @@ ExitCode LaunchCommand::Run() {
     }
     progress.Clear();
     const std::string leftOver = machine->guardian->Finish();
-    if (!error.empty() || !leftOver.empty()) {
-        return Fail(EXIT_RUN_FAILED, "iosched-host launch: " + (error.empty() ? leftOver : error));
+    // What was measured is told all the same.
+    const auto fail = [&leftOver](const std::string& what) {
+        return Fail(EXIT_RUN_FAILED, leftOver.empty() ? what : what + "; " + leftOver);
+    };
+    if (!error.empty()) {
+        return fail("iosched-host launch: " + error);
     }
     if (const int failure = journal.Finish(); failure != 0) {
-        return Fail(EXIT_RUN_FAILED, journalFile_ + ": " + std::strerror(failure));
+        return fail(journalFile_ + ": " + std::strerror(failure));
     }
     if (json.file != nullptr) {
         json.file->Write(LaunchJson(result));
     }
     if (const int failure = json.Finish(); failure != 0) {
-        return Fail(EXIT_RUN_FAILED, jsonFile_ + ": " + std::strerror(failure));
+        return fail(jsonFile_ + ": " + std::strerror(failure));
     }
     std::FILE* const stream = json.IsStandardOutput() ? stderr : stdout;
     const std::string text = LaunchTable(result);
     if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() || std::fflush(stream) != 0) {
-        return Fail(EXIT_RUN_FAILED, std::string("standard output: ") + std::strerror(errno));
+        return fail(std::string("standard output: ") + std::strerror(errno));
     }
-    return EXIT_DONE;
+    return leftOver.empty() ? EXIT_DONE : Fail(EXIT_RUN_FAILED, "iosched-host launch: " + leftOver);
 }
 
 }  // namespace ZYRA::Host

@@ -1,6 +1,8 @@
 #include "host/launch/launch_runner.h"
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <fstream>
 #include <optional>
 #include <thread>
@@ -137,8 +139,7 @@ std::string LaunchRunner::Start(StartKind kind, bool isCold, bool hasPlugin) {
     const bool isBusy = readers_ != nullptr;
     const auto bytes = isBusy ? std::nullopt : Grown(bytesBefore, machine_.BytesReadFromDisks());
     result_.starts[kind].push_back({end.atUs - wantedAtUs_, bytes, end.status});
-    NoteOutput(std::move(output));
-    return "";
+    return NoteOutput(std::move(output));
 }
 
 // Lets the held process go when it is wanted, or as soon after that as it may.
@@ -178,13 +179,15 @@ std::string LaunchRunner::Follow(HeldProgram& program, Part part, ProcessEnd& en
 }
 
 // The first start's output is the user's; of the others it is only told whether it was the same.
-void LaunchRunner::NoteOutput(std::unique_ptr<ProgramOutput> output) {
-    if (output_ == nullptr) {
-        output->PassThrough();
-        output_ = std::move(output);
-        return;
+std::string LaunchRunner::NoteOutput(std::unique_ptr<ProgramOutput> output) {
+    if (output_ != nullptr) {
+        result_.isOutputSame = result_.isOutputSame.value_or(true) && output_->SameAs(*output);
+        return "";
     }
-    result_.isOutputSame = result_.isOutputSame.value_or(true) && output_->SameAs(*output);
+    output_ = std::move(output);
+    return output_->PassThrough(plan_.outputFd)
+               ? ""
+               : std::string("cannot write what the program wrote: ") + std::strerror(errno);
 }
 
 void LaunchRunner::TellRecord() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -26,6 +28,8 @@ struct LaunchPlan {
     bool limits = true;
     CollectionMode mode = CollectionMode::EXACT;
     std::string pluginPath;
+    // Where the host passes on what the program writes to standard output.
+    int outputFd = STDOUT_FILENO;
 };
 
 // Starts a real program again and again, cold and warm, without the plugin and with it, in turn. Used by one thread.
@@ -53,7 +57,7 @@ private:
     std::string Start(StartKind kind, bool isCold, bool hasPlugin);
     std::string LetGo(HeldProgram& program, Part part);
     std::string Follow(HeldProgram& program, Part part, ProcessEnd& end);
-    void NoteOutput(std::unique_ptr<ProgramOutput> output);
+    std::string NoteOutput(std::unique_ptr<ProgramOutput> output);
     void TellRecord();
 
     LaunchMachine& machine_;

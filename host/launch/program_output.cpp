@@ -84,8 +84,8 @@ bool ProgramOutput::SameAs(const ProgramOutput& other) const {
            HoldTheSame(Descriptor(OutputStream::ERR), other.Descriptor(OutputStream::ERR));
 }
 
-bool ProgramOutput::PassThrough() const {
-    return WriteAll(STDOUT_FILENO, Text(OutputStream::OUT)) && WriteAll(STDERR_FILENO, Text(OutputStream::ERR));
+bool ProgramOutput::PassThrough(int out) const {
+    return WriteAll(out, Text(OutputStream::OUT)) && WriteAll(STDERR_FILENO, Text(OutputStream::ERR));
 }
 
 }  // namespace ZYRA::Host

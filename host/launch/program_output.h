@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <array>
 #include <memory>
 #include <string>
@@ -25,8 +27,8 @@ public:
     // Whether both streams hold the same bytes as the other's.
     bool SameAs(const ProgramOutput& other) const;
 
-    // Writes each stream to the host's own. False with errno set on failure.
-    bool PassThrough() const;
+    // Writes each stream to the host's own, or that of standard output to `out`. False with errno set on failure.
+    bool PassThrough(int out = STDOUT_FILENO) const;
 
 private:
     static constexpr size_t STREAM_COUNT = 2;
