@@ -139,8 +139,15 @@ list_files() {
     rm -rf "$work/data"
     mkdir "$work/data"
     quietly "$host" launch -n 1 --data "$work/data" -- "${command[@]}" || return 1
-    scene=$("$host" records "$work/data" | awk '$NF == "uptodate" { print $1 }')
-    "$host" records "$work/data" "$scene" | sed -n 's/^  \(\/.*\)  [0-9]* pages\{0,1\}, .*$/\1/p' >"$tools/files"
+    # A start that changes files leaves a record that is older, with the others all the same.
+    scene=$("$host" records "$work/data" | awk '$1 ~ "/" { print $1 }' | tail -n 1)
+    "$host" records "$work/data" "$scene" | sed -n 's/^  \(\/.*\)  [0-9]* pages\{0,1\}, .*$/\1/p' |
+        while IFS= read -r file; do [ ! -f "$file" ] || printf '%s\n' "$file"; done >"$tools/files"
+    if [ ! -s "$tools/files" ]; then
+        say "launch: failed: no record tells the files of ${command[*]}"
+        failed=$((failed + 1))
+        return 1
+    fi
 }
 
 # What is in the page cache after a cold start.

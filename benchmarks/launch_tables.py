@@ -78,12 +78,14 @@ def joined(launch, others):
 
 
 def cold_tables(folder, aims):
-    cells = {}
-    for path in glob.glob(os.path.join(folder, "cold.*.launch.json")):
+    cells, alone = {}, []
+    for path in sorted(glob.glob(os.path.join(folder, "cold.*.launch.json"))):
         program, kib, head_start = os.path.basename(path)[len("cold."):-len(".launch.json")].rsplit(".", 2)
         others = path.replace(".launch.json", ".others.json")
         if os.path.exists(others):
             cells.setdefault((int(head_start), int(kib)), {})[program] = joined(load(path), load(others))
+        else:
+            alone.append(f"{program} ({kib} KiB, {head_start} ms)")
     behind, too_many, ratios = {}, [], []
     for (head_start, kib), programs in sorted(cells.items()):
         rows, ours = [], []
@@ -114,6 +116,8 @@ def cold_tables(folder, aims):
     for head_start, labels in behind.items():
         aim(aims, f"ahead of vmtouch and of a cache record, head start {head_start} ms", "every program",
             f"behind in {len(labels)}", bool(labels), labels)
+    if alone:
+        aim(aims, "compared with vmtouch and a cache record", "every program", f"missing for {len(alone)}", True, alone)
     if cells:
         aim(aims, "bytes read against the exact set", f"<= {BYTES_AIM}", f"at most {number(max(ratios, default=None))}",
             bool(too_many), too_many)

@@ -67,6 +67,7 @@ OrderedJson RecordJson(const LaunchRecord& record) {
             {"pages", record.pages},
             {"bytes", record.bytes},
             {"fileBytes", record.fileBytes},
+            {"comparedPages", OrNull(record.comparedPages)},
             {"untouchedPages", OrNull(record.untouchedPages)},
             {"untouchedShare", OrNull(record.UntouchedShare())},
             {"missedPages", OrNull(record.missedPages)},

@@ -102,11 +102,13 @@ Gain GainOf(int64_t slowUs, int64_t improvedUs, int64_t floorUs) {
 }
 
 std::optional<double> LaunchRecord::UntouchedShare() const {
-    return Share(untouchedPages, pages);
+    return comparedPages ? Share(untouchedPages, *comparedPages) : std::nullopt;
 }
 
 std::optional<double> LaunchRecord::MissedShare() const {
-    return untouchedPages && missedPages ? Share(missedPages, pages - *untouchedPages + *missedPages) : std::nullopt;
+    return comparedPages && untouchedPages && missedPages
+               ? Share(missedPages, *comparedPages - *untouchedPages + *missedPages)
+               : std::nullopt;
 }
 
 std::optional<int> LaunchResult::CommonStatus() const {

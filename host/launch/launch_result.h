@@ -65,11 +65,13 @@ struct LaunchRecord {
     uint64_t pages = 0;
     uint64_t bytes = 0;
     uint64_t fileBytes = 0;  // Of the record file.
-    // What a later start did not touch of the record, and what it touched beside it; nothing when not known.
+    // Of the last start that was preread: how many pages were recorded then, which of them it did not touch, and what
+    // it touched beside them. The record may have changed since; nothing when not known.
+    std::optional<uint64_t> comparedPages;
     std::optional<uint64_t> untouchedPages;
     std::optional<uint64_t> missedPages;
 
-    // Of the pages of the record.
+    // Of the compared pages.
     std::optional<double> UntouchedShare() const;
     // Of the pages that were touched.
     std::optional<double> MissedShare() const;

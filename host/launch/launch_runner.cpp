@@ -1,5 +1,6 @@
 #include "host/launch/launch_runner.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -66,12 +67,11 @@ std::string LaunchRunner::Prepare() {
 std::string LaunchRunner::RunInTurn() {
     std::string error;
     for (uint64_t run = 0; run < plan_.runs && error.empty(); ++run) {
-        error = Start(StartKind::COLD, true, false);
-        error = error.empty() ? Start(StartKind::WARM, false, false) : error;
-        if (run == 0 && error.empty()) {
-            error = Start(StartKind::RECORDING, true, true);
+        error = Start(StartKind::COLD, Part::NONE);
+        error = error.empty() ? Start(StartKind::WARM, Part::NONE) : error;
+        if (error.empty() && HasRecord(error)) {
+            error = Start(StartKind::PREREAD, Part::PREREADS);
         }
-        error = error.empty() ? Start(StartKind::PREREAD, true, true) : error;
     }
     return error;
 }
@@ -89,12 +89,14 @@ std::string LaunchRunner::RunBusy() {
         result_.notes.push_back(device_->LimitNote());
     }
     for (uint64_t run = 0; run < plan_.runs && error.empty(); ++run) {
-        error = Start(StartKind::BUSY_COLD, true, false);
-        error = error.empty() ? Start(StartKind::BUSY_PREREAD, true, true) : error;
-        if (limits && error.empty()) {
+        error = Start(StartKind::BUSY_COLD, Part::NONE);
+        if (error.empty() && HasRecord(error)) {
+            error = Start(StartKind::BUSY_PREREAD, Part::PREREADS);
+        }
+        if (limits && error.empty() && HasRecord(error)) {
             // The plugin limits the processes that the device knows.
             device_->SetBackground(readers_->Pids());
-            error = Start(StartKind::BUSY_PREREAD_LIMITED, true, true);
+            error = Start(StartKind::BUSY_PREREAD_LIMITED, Part::PREREADS);
             device_->AwaitLift();
             device_->SetBackground({});
         }
@@ -103,7 +105,24 @@ std::string LaunchRunner::RunBusy() {
     return error;
 }
 
-std::string LaunchRunner::Start(StartKind kind, bool isCold, bool hasPlugin) {
+bool LaunchRunner::HasRecord(std::string& error) {
+    if (device_->IsRecorded()) {
+        return true;
+    }
+    error = Start(StartKind::RECORDING, Part::COLLECTS);
+    if (!error.empty()) {
+        return false;
+    }
+    const bool isRecorded = device_->IsRecorded();
+    const std::string note =
+        "a record was not up to date when it had just been made; that start stands in place of one with preread";
+    if (!isRecorded && std::find(result_.notes.begin(), result_.notes.end(), note) == result_.notes.end()) {
+        result_.notes.push_back(note);
+    }
+    return isRecorded;
+}
+
+std::string LaunchRunner::Start(StartKind kind, Part part) {
     progress_(StartLabel(kind));
     std::string error;
     auto output = ProgramOutput::Create();
@@ -113,8 +132,7 @@ std::string LaunchRunner::Start(StartKind kind, bool isCold, bool hasPlugin) {
     if (readers_ != nullptr) {
         readers_->Pause();
     }
-    const Part part = !hasPlugin ? Part::NONE : device_->IsRecorded() ? Part::PREREADS : Part::COLLECTS;
-    if (isCold && !coldStart_.Make(error)) {
+    if (kind != StartKind::WARM && !coldStart_.Make(error)) {
         return error;
     }
     const auto enter = [this] { return machine_.EnterInChild(); };
@@ -125,7 +143,8 @@ std::string LaunchRunner::Start(StartKind kind, bool isCold, bool hasPlugin) {
     if (part == Part::PREREADS) {
         device_->ExpectProcess(program->Pid());
     }
-    if (readers_ != nullptr) {
+    const bool isBusy = readers_ != nullptr && kind != StartKind::RECORDING;
+    if (isBusy) {
         readers_->Resume();
     }
     const auto bytesBefore = machine_.BytesReadFromDisks();
@@ -136,7 +155,6 @@ std::string LaunchRunner::Start(StartKind kind, bool isCold, bool hasPlugin) {
         return error;
     }
     std::this_thread::sleep_for(DISK_SETTLE);
-    const bool isBusy = readers_ != nullptr;
     const auto bytes = isBusy ? std::nullopt : Grown(bytesBefore, machine_.BytesReadFromDisks());
     result_.starts[kind].push_back({end.atUs - wantedAtUs_, bytes, end.status});
     return NoteOutput(std::move(output));
@@ -206,6 +224,7 @@ void LaunchRunner::TellRecord() {
     told.bytes = told.pages * BYTES_PER_PAGE;
     told.fileBytes = EncodeRecord(*record).size();
     if (const auto fit = device_->Pages().FitOf(device_->Scene()); fit) {
+        told.comparedPages = fit->recorded;
         told.untouchedPages = fit->neverTouched;
         told.missedPages = fit->Missed();
     }

@@ -53,8 +53,11 @@ private:
     std::string Prepare();
     std::string RunInTurn();
     std::string RunBusy();
+    // Whether there is a record that is up to date; one that is not is made first, while no reader reads. When that is
+    // in vain `error` tells why, or a note.
+    bool HasRecord(std::string& error);
     // One start, whose sample is added to those of its kind.
-    std::string Start(StartKind kind, bool isCold, bool hasPlugin);
+    std::string Start(StartKind kind, Part part);
     std::string LetGo(HeldProgram& program, Part part);
     std::string Follow(HeldProgram& program, Part part, ProcessEnd& end);
     std::string NoteOutput(std::unique_ptr<ProgramOutput> output);
