@@ -17,7 +17,8 @@ rlimit RaiseFileLimit() {
 
 }  // namespace
 
-LaunchMachine::LaunchMachine(MachineView machineView, std::unique_ptr<Guardian> machineGuardian, const rlimit& fileLimit)
+LaunchMachine::LaunchMachine(MachineView machineView, std::unique_ptr<Guardian> machineGuardian,
+                             const rlimit& fileLimit)
     : view(std::move(machineView)),
       guardian(std::move(machineGuardian)),
       disks(MountedDisks()),

@@ -29,8 +29,8 @@ public:
     IoGroups(const IoGroups&) = delete;
     IoGroups& operator=(const IoGroups&) = delete;
 
-    // Each returns 0 or an errno. Move and Limit make the group if need be: EINVAL for a name that is no name of a folder, EIO for
-    // a group that could not be made, else that of the kernel's refusal.
+    // Each returns 0 or an errno. Move and Limit make the group if need be: EINVAL for a name that is no name of a
+    // folder, EIO for a group that could not be made, else that of the kernel's refusal.
 
     // Puts a process, with all its threads, into the group; its children follow if they are started afterwards. ESRCH
     // for one that is gone.

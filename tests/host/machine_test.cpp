@@ -171,12 +171,12 @@ TEST_F(MachineTest, RealIoGroupsAreGoneAfterTheHostWasKilled) {
 
 // (a) A group is real once it has a member and a limit; (b) a process that the device forgets leaves it.
 TEST_F(MachineTest, RealIoGroupsHoldTheProcessesOfTheDeviceOnly) {
+    const std::string member = std::to_string(Linger());
     const auto guardian = Start();
     const auto groups = IoGroups::Create(*guardian, MountedDisks(), text_);
     if (groups == nullptr) {
         GTEST_SKIP() << text_;
     }
-    const std::string member = std::to_string(Linger());
     for (const bool isForgotten : {false, true, false}) {
         {
             GroupLimiter limiter(*groups);

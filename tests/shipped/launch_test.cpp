@@ -160,7 +160,8 @@ TEST_F(LaunchedTest, AProgramIsRecordedPrereadAndLeftAsItIs) {
                 (recordings == 0 ? "" : file_) + "'" + files + "; true");
         const auto later = nlohmann::json::parse(Read(json), nullptr, false);
         ASSERT_TRUE(later.is_object() && Read(journal).starts_with("last\n")) << Read(json) << Read(journal);
-        EXPECT_EQ(later["starts"].contains("recording") ? later["starts"]["recording"]["samples"].size() : 0, recordings);
+        EXPECT_EQ(later["starts"].contains("recording") ? later["starts"]["recording"]["samples"].size() : 0,
+                  recordings);
         EXPECT_EQ(later["starts"]["preread"]["samples"].size(), 2U) << later["notes"];
     }
 }
