@@ -217,6 +217,12 @@ TEST_F(LaunchedTest, AKilledHostLeavesTheMachineAsItWas) {
     }
 }
 
+TEST_F(LaunchedTest, OutputThatCannotBePassedOnIsAFailedRun) {
+    const std::string said = folder_ / "said";
+    EXPECT_EQ(RunHost("launch -n 1 -- echo x >/dev/full 2>" + said + "; exit $?").exitStatus, 1);
+    EXPECT_EQ(Read(said), "iosched-host launch: cannot write what the program wrote: No space left on device\n");
+}
+
 TEST_F(LaunchedTest, WithoutRootItSaysSoInALine) {
     // It may still read its own libraries, wherever they are.
     const Outcome outcome =
