@@ -234,7 +234,8 @@ TEST_F(PagesTest, ChangedFilesAreNotPrereadAndAreCollectedAgain) {
         EXPECT_EQ(state, *isRead == '\0' ? RecordState::OLDER : RecordState::UPTODATE) << row;
         const PrereadResult result = Preread(*pages);
         EXPECT_EQ(result.failure, "");
-        EXPECT_EQ(result.bytes, (*isRead == '\0' ? 2 : 3) * BYTES_PER_PAGE) << row;
+        // More when somebody has dropped pages of the child's own program meanwhile.
+        EXPECT_GE(result.bytes, (*isRead == '\0' ? 2 : 3) * BYTES_PER_PAGE) << row;
         EXPECT_EQ(Resident("a"), " 5 50") << row;
         EXPECT_EQ(fs::is_directory(file) ? "" : Resident("b"), isRead) << row;
         // What is there is not asked for again.
