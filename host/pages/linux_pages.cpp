@@ -97,8 +97,9 @@ LinuxPages::Work& LinuxPages::Renew(int monitor, const SceneLine& scene) {
     work.scene = scene;
     Known* const known = Find(scene);
     // Before anything else: the scene's processes may be about to open their files.
-    if (std::string reason; known != nullptr && mode_ == CollectionMode::EXACT) {
-        TurnDown(work, ReadAheadLevel::USUAL, reason);
+    if (std::string reason;
+        known != nullptr && mode_ == CollectionMode::EXACT && !TurnDown(work, ReadAheadLevel::USUAL, reason)) {
+        Note("preread with read-ahead as it is: " + reason);
     }
     work.opened = Open(known);
     return works_.insert_or_assign(monitor, std::move(work)).first->second;

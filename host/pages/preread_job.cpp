@@ -74,6 +74,9 @@ private:
                 AwaitOldest(flight);
             }
         }
+        while (!flight.pieces.empty()) {
+            AwaitOldest(flight);
+        }
     }
 
     // To read of the last page waits for it.

@@ -12,11 +12,6 @@ namespace ZYRA::Host {
 // work is to be such that any number of threads gets it done. Not thread-safe.
 class ThreadCrew {
 public:
-    ThreadCrew() = default;
-    ~ThreadCrew() { Join(); }
-    ThreadCrew(const ThreadCrew&) = delete;
-    ThreadCrew& operator=(const ThreadCrew&) = delete;
-
     void Add(std::function<void()> work) {
         try {
             threads_.emplace_back(std::move(work));
@@ -25,16 +20,11 @@ public:
         }
     }
 
-    // Returns when each has done its work.
-    void Join() {
-        for (std::thread& thread : threads_) {
-            thread.join();
-        }
-        threads_.clear();
-    }
+    // Returns when each has done its work, as does the destructor.
+    void Join() { threads_.clear(); }
 
 private:
-    std::vector<std::thread> threads_;
+    std::vector<std::jthread> threads_;
 };
 
 }  // namespace ZYRA::Host

@@ -18,28 +18,6 @@ namespace ZYRA::Host {
 
 namespace {
 
-// Joins its threads when it goes.
-class ShutdownThreads {
-public:
-    ShutdownThreads() = default;
-    ~ShutdownThreads() { Join(); }
-    ShutdownThreads(const ShutdownThreads&) = delete;
-    ShutdownThreads& operator=(const ShutdownThreads&) = delete;
-
-    void Start() {
-        threads_.emplace_back([] { PowerService::GetInstance().Shutdown(); });
-    }
-    void Join() {
-        for (std::thread& thread : threads_) {
-            thread.join();
-        }
-        threads_.clear();
-    }
-
-private:
-    std::vector<std::thread> threads_;
-};
-
 // Takes the steps, one at a time, on the thread that drives the clock.
 class StepRunner {
 public:
@@ -57,7 +35,7 @@ public:
             return plugin_.Init();
         }
         // A plugin is not disabled under a callback that still runs.
-        shutdowns_.Join();
+        shutdowns_.clear();
         plugin_.Disable();
         return true;
     }
@@ -86,7 +64,7 @@ private:
         if (clock_.RunsOnCaller()) {
             PowerService::GetInstance().Shutdown();
         } else {
-            shutdowns_.Start();
+            shutdowns_.emplace_back([] { PowerService::GetInstance().Shutdown(); });
         }
         return true;
     }
@@ -94,7 +72,8 @@ private:
     ReplayClock& clock_;
     VirtualDevice& device_;
     const PluginLibrary& plugin_;
-    ShutdownThreads shutdowns_;
+    // Those that still run are waited for at the end.
+    std::vector<std::jthread> shutdowns_;
 };
 
 // Everything between the loading and the unloading of the plugin. Returns false when the plugin refuses to start.
