@@ -25,7 +25,7 @@ int PageCollection::Attach(int32_t pid) {
         return 0;
     }
     if (result_.begunNs == INT64_MAX) {
-        result_.begunNs = RealTimeNs();
+        result_.begunNs = EarliestFileTimeNs();
     }
     const int error = stream_->Attach(pid);
     if (error != 0) {

@@ -124,7 +124,7 @@ private:
 
     const CollectedPages& collected_;
     const TouchedPages& touched_;
-    const int64_t nowNs_ = RealTimeNs();
+    const int64_t nowNs_ = LatestFileTimeNs();
     const bool aroundCounts_;
     const FileFinder& finder_;
     const MachineView& machine_;

@@ -5,6 +5,17 @@
 
 namespace ZYRA::Host {
 
+namespace {
+
+int64_t ClockNs(clockid_t clock) {
+    constexpr int64_t NS_PER_S = 1000000000;
+    timespec now{};
+    clock_gettime(clock, &now);
+    return now.tv_sec * NS_PER_S + now.tv_nsec;
+}
+
+}  // namespace
+
 uint32_t TouchedPages::IndexOf(uint64_t device, uint64_t inode) {
     const auto [known, isNew] = indices_.try_emplace({device, inode}, static_cast<uint32_t>(files_.size()));
     if (isNew) {
@@ -41,11 +52,13 @@ void TouchedPages::Note(const PageEvent& event) {
     }
 }
 
-int64_t RealTimeNs() {
-    constexpr int64_t NS_PER_S = 1000000000;
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return now.tv_sec * NS_PER_S + now.tv_nsec;
+// The kernel gives files the time of its last tick, or a later one.
+int64_t EarliestFileTimeNs() {
+    return ClockNs(CLOCK_REALTIME_COARSE);
+}
+
+int64_t LatestFileTimeNs() {
+    return ClockNs(CLOCK_REALTIME);
 }
 
 void TouchedPages::Clear() {

@@ -46,14 +46,16 @@ private:
     std::vector<Touch> touches_;
 };
 
-// Nanoseconds since the epoch by the machine's clock, whatever the device's is, to compare with the times of files.
-int64_t RealTimeNs();
+// Nanoseconds since the epoch, to compare with the times of files, whatever clock the device has: no file that is
+// written from now on has an earlier time, and none that was written has a later one.
+int64_t EarliestFileTimeNs();
+int64_t LatestFileTimeNs();
 
 // What was gathered of processes.
 struct CollectedPages {
     TouchedPages touched;
     std::vector<MappedFile> mapped;
-    // The real time at which the first process was attached.
+    // No file that was written after the first process was attached has an earlier time.
     int64_t begunNs = INT64_MAX;
     uint64_t lostEvents = 0;
 };

@@ -374,6 +374,20 @@ TEST_F(PagesTest, DisksAreTurnedDownAsFarAsIsWanted) {
     EXPECT_EQ(levels(), "64 4096");
 }
 
+// The clock of files is up to a tick behind: also what is written at once.
+TEST_F(PagesTest, WhatAStartWritesIsNotRecorded) {
+    const auto pages = Pages();
+    for (const char* const orders : {"a 5", "a 6"}) {
+        Make("a", 64), Make("b", 64);
+        pages->Begin(0, scene_), pages->Attach(0, scene_.pid);
+        EXPECT_EQ(utimensat(AT_FDCWD, (dir_ + "b").c_str(), nullptr, 0), 0);
+        Touch("b 7"), Touch(orders);
+        EXPECT_EQ(pages->Keep(0).fileError, 0);
+        EXPECT_EQ(Recorded(*pages), std::string("a") + orders[2] + " ");
+        pages->EndWork(0, true);
+    }
+}
+
 // Nobody who waits at a pipe is woken for a record that names it.
 TEST_F(PagesTest, OnlyRegularFilesOfARecordAreOpened) {
     const std::string pipe = dir_ + "pipe";
