@@ -21,9 +21,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Members may start others while they are moved, and one that ends is a member until it is gone.
-constexpr int MAX_ROUNDS = 1000;
-constexpr int ROUND_MS = 1;
+// Members may start others while they are moved, and one that ends is a member until it is gone, for which it may have
+// to wait for the disk: a minute and not for ever, in rounds that grow longer.
+constexpr int SHORT_ROUNDS = 1000;
+constexpr int SHORT_ROUND_MS = 1;
+constexpr int MAX_ROUNDS = SHORT_ROUNDS + 600;
+constexpr int LONG_ROUND_MS = 100;
 
 const std::string MEMBERS = "/cgroup.procs";
 
@@ -98,7 +101,7 @@ int RemoveGroupFolder(const std::string& folder) {
             return errno;
         }
         if (round > 0) {
-            poll(nullptr, 0, ROUND_MS);
+            poll(nullptr, 0, round < SHORT_ROUNDS ? SHORT_ROUND_MS : LONG_ROUND_MS);
         }
         MoveMembersUp(folder);
     }

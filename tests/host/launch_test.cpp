@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,7 +16,6 @@
 #include "host/launch/background_readers.h"
 #include "host/launch/held_program.h"
 #include "host/launch/launch_json.h"
-#include "host/launch/launch_machine.h"
 #include "host/launch/launch_table.h"
 #include "platform/file_util.h"
 
@@ -71,20 +69,6 @@ TEST(LaunchTest, HeldProgramRunsOnceItIsLetGoAndEndsInItsOwnWay) {
 }
 
 // (a) The host may open more files than it could at first, (b) the program may not.
-TEST(LaunchTest, ProgramHasTheLimitOfOpenFilesThatTheHostBeganWith) {
-    rlimit limit = {};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-    limit.rlim_cur = 321;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-    std::string error;
-    const auto machine = LaunchMachine::TakeHold(error);
-    ASSERT_NE(machine, nullptr) << error;
-    HeldShell shell("ulimit -n", [&machine] { return machine->EnterInChild(); });
-    ASSERT_TRUE(shell.Go() && shell.program->Wait(std::nullopt)) << shell.error;
-    EXPECT_EQ(shell.output->Text(OutputStream::OUT), "321\n");
-    EXPECT_TRUE(getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur == limit.rlim_max);
-}
-
 TEST(LaunchTest, WhatCannotStartIsToldInALine) {
     HeldShell shell("", [] { return errno = EPERM, false; });
     EXPECT_NE(shell.error.find("Operation not permitted; run as root"), std::string::npos) << shell.error;

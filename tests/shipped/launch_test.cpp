@@ -114,16 +114,17 @@ protected:
 };
 
 // The program's child reads the last two pages of a file: (a) the table's numbers are all there, the program was
-// preread and its output is the user's once; (b) the record tells the pages and holds; (c) the readers were limited
-// meanwhile.
+// preread, had the user's limit of open files, and its output is the user's once; (b) the record tells the pages and
+// holds; (c) the readers were limited meanwhile.
 TEST_F(LaunchedTest, AProgramIsRecordedPrereadAndLeftAsItIs) {
     const std::string data = folder_ / "data", json = folder_ / "result.json", journal = folder_ / "journal.jsonl";
     fs::create_directory(data);
     const MachineState before = Look();
     const Outcome launched = RunHost("launch -n 2 --background 1 --data " + data + " --json " + json + " --journal " +
-                                     journal + " -- sh -c 'tail -n 1 " + file_ + "; echo told >&2; exit 3'");
+                                         journal + " -- sh -c 'tail -n 1 " + file_ + "; ulimit -n >&2; exit 3'",
+                                     "ulimit -Sn 321; ");
     EXPECT_EQ(launched.exitStatus, 0) << launched.output;
-    EXPECT_EQ(launched.output.find("last\ntold\n"), 0U) << launched.output;
+    EXPECT_EQ(launched.output.find("last\n321\n"), 0U) << launched.output;
     EXPECT_EQ(launched.output.find("last\n", 1), std::string::npos) << launched.output;
     EXPECT_EQ(Difference(before, Look()), "");
     const auto result = nlohmann::json::parse(Read(json), nullptr, false);
