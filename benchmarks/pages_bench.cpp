@@ -27,7 +27,7 @@ PageRecord BrowsersRecord(uint64_t pagesPerRange) {
 void LoadRecord(benchmark::State& state) {
     const std::string text = EncodeRecord(BrowsersRecord(static_cast<uint64_t>(state.range(0))));
     std::string reason;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(DecodeRecord(text, reason));
     }
     state.counters["bytes"] = static_cast<double>(text.size());

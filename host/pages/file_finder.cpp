@@ -75,7 +75,7 @@ std::string FileFinder::AskFileSystem(uint64_t device, uint64_t inode) const {
             return "";
         }
         // What is not in the mounted part has this name as well.
-        if (const std::string name = NameOfDescriptor(file.Get()); name != "/") {
+        if (std::string name = NameOfDescriptor(file.Get()); name != "/") {
             return name;
         }
     }
