@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -226,7 +227,7 @@ TEST_F(PagesTest, ChangedFilesAreNotPrereadAndAreCollectedAgain) {
         {[] {}, " 7"},
         {[&] { Make("c", 64), fs::rename(dir_ + "c", file); }, ""},
         {[&] { Make("b", 65); }, ""},
-        {[&] { fs::last_write_time(file, fs::file_time_type::clock::now()); }, ""},
+        {[&] { fs::last_write_time(file, fs::file_time_type(std::chrono::seconds(1))); }, ""},
         {[&] { fs::rename(file, dir_ + "c"), fs::create_symlink("c", file); }, ""},
         {[&] { fs::remove(file), Make("c", 64), fs::create_directory(file); }, ""},
     };
