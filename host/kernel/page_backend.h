@@ -20,7 +20,7 @@ struct KeptRecord {
 };
 
 struct PrereadResult {
-    // What was asked of the storage.
+    // What has been read from the storage, also by one that failed on the way.
     uint64_t bytes = 0;
     // The facility's code of a failure: NO_PAGE or NO_READ; empty on success.
     std::string failure;

@@ -15,12 +15,19 @@ int64_t Next(int64_t count) {
 
 void PrereadStats::Succeed(uint64_t bytes) {
     succ_ = Next(succ_);
-    size_ = std::to_string(std::strtoull(size_.c_str(), nullptr, 0) + bytes);
+    AddBytes(bytes);
 }
 
-void PrereadStats::Fail(const std::string& code) {
+void PrereadStats::Fail(const std::string& code, uint64_t bytes) {
     fail_ = Next(fail_);
     error_ = code;
+    if (bytes != 0) {
+        AddBytes(bytes);
+    }
+}
+
+void PrereadStats::AddBytes(uint64_t bytes) {
+    size_ = std::to_string(std::strtoull(size_.c_str(), nullptr, 0) + bytes);
 }
 
 void PrereadStats::SetCounts(int64_t succ, int64_t fail, const std::string& size) {

@@ -304,7 +304,7 @@ void WorkingsetModel::NotePreread(int monitor, const std::string& scene, const P
     if (result.failure.empty()) {
         stats_.Succeed(result.bytes);
     } else {
-        stats_.Fail(result.failure);
+        stats_.Fail(result.failure, result.bytes);
     }
     facts_.push_back(PrereadEntry{monitor, scene, result.bytes, result.failure});
     AppendFacts();

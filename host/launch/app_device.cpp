@@ -68,7 +68,7 @@ AppDevice::AppDevice(LaunchMachine& machine, const Config& config)
         limiter_ = std::make_unique<GroupLimiter>(*groups_);
     }
     pages_ = std::make_unique<LinuxPages>(
-        LinuxPages::Machine{machine.view, machine.finder, *machine.guardian, machine.disks}, config.mode);
+        LinuxPages::Machine{machine.view, machine.finder, *machine.guardian, machine.readAheadFiles}, config.mode);
 }
 
 std::unique_ptr<AppDevice> AppDevice::Start(LaunchMachine& machine, const Config& config, std::string& error) {

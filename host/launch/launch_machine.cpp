@@ -22,6 +22,7 @@ LaunchMachine::LaunchMachine(MachineView machineView, std::unique_ptr<Guardian> 
     : view(std::move(machineView)),
       guardian(std::move(machineGuardian)),
       disks(MountedDisks()),
+      readAheadFiles(MountedReadAheadFiles()),
       fileLimit_(fileLimit),
       countedDisks_(DisksBelow(disks)) {}
 

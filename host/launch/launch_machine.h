@@ -32,6 +32,7 @@ struct LaunchMachine {
     FileFinder finder;
     std::unique_ptr<Guardian> guardian;
     std::vector<BlockDevice> disks;
+    std::vector<std::string> readAheadFiles;
 
 private:
     const rlimit fileLimit_;

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <set>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 #include "platform/file_util.h"
 
@@ -33,15 +35,33 @@ std::optional<dev_t> ParseNumber(const std::string& text) {
     return makedev(major, minor);
 }
 
+std::vector<std::string> LinesOf(const std::string& file) {
+    std::string text;
+    // What could be read is used.
+    LoadStringFromFile(file, text);
+    std::istringstream stream(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
 // ID PARENT MAJOR:MINOR ROOT POINT OPTIONS [TAG...] - TYPE SOURCE OPTIONS
-std::optional<dev_t> DeviceOfMount(const std::string& line) {
+std::optional<dev_t> NumberOfMount(const std::string& line) {
     std::istringstream words(line);
     std::string word;
     words >> word >> word >> word;
-    const std::optional<dev_t> device = ParseNumber(word);
+    return ParseNumber(word);
+}
+
+std::optional<dev_t> DeviceOfMount(const std::string& line) {
+    const std::optional<dev_t> device = NumberOfMount(line);
     if (!device || major(*device) != 0) {
         return device;
     }
+    std::istringstream words(line);
+    std::string word;
     while (words >> word && word != "-") {
     }
     struct stat status = {};
@@ -96,16 +116,12 @@ std::optional<BlockDevice> DiskOf(dev_t device, const std::string& sysRoot) {
 }
 
 std::vector<BlockDevice> MountedDisks(const std::string& sysRoot, const std::string& mountInfo) {
-    std::string mounts;
-    // What could be read is used.
-    LoadStringFromFile(mountInfo, mounts);
-    std::istringstream lines(mounts);
     std::vector<BlockDevice> disks;
-    for (std::string line; std::getline(lines, line);) {
+    for (const std::string& line : LinesOf(mountInfo)) {
         const std::optional<dev_t> device = DeviceOfMount(line);
         const std::optional<BlockDevice> disk = device ? DiskOf(*device, sysRoot) : std::nullopt;
         std::error_code ignored;
-        if (disk && fs::exists(ReadAheadFile(*disk, sysRoot), ignored)) {
+        if (disk && fs::exists(sysRoot + "/class/bdi/" + Number(disk->major, disk->minor), ignored)) {
             AddOnce(*disk, disks);
         }
     }
@@ -120,8 +136,28 @@ std::vector<BlockDevice> DisksBelow(const std::vector<BlockDevice>& disks, const
     return found;
 }
 
-std::string ReadAheadFile(const BlockDevice& disk, const std::string& sysRoot) {
-    return sysRoot + "/class/bdi/" + Number(disk.major, disk.minor) + "/read_ahead_kb";
+std::vector<std::string> MountedReadAheadFiles(const std::string& sysRoot, const std::string& mountInfo) {
+    std::set<std::pair<unsigned, unsigned>> mounted;
+    for (const BlockDevice& disk : MountedDisks(sysRoot, mountInfo)) {
+        mounted.emplace(disk.major, disk.minor);
+    }
+    for (const std::string& line : LinesOf(mountInfo)) {
+        if (const std::optional<dev_t> device = NumberOfMount(line); device && major(*device) == 0) {
+            mounted.emplace(0, minor(*device));
+        }
+    }
+    std::vector<std::string> files;
+    std::error_code error;
+    for (fs::directory_iterator entry(sysRoot + "/class/bdi", error), end; !error && entry != end;
+         entry.increment(error)) {
+        // One that is not called after a number is of some file system.
+        const std::optional<dev_t> number = ParseNumber(entry->path().filename());
+        if (!number || mounted.contains({major(*number), minor(*number)})) {
+            files.push_back(entry->path() / "read_ahead_kb");
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
 }
 
 std::optional<uint64_t> BytesRead(const BlockDevice& disk, const std::string& sysRoot) {

@@ -32,8 +32,10 @@ std::vector<BlockDevice> MountedDisks(const std::string& sysRoot = "/sys",
 // well. For a loop device there is none, since its file is on a disk that is mounted itself.
 std::vector<BlockDevice> DisksBelow(const std::vector<BlockDevice>& disks, const std::string& sysRoot = "/sys");
 
-// The setting that holds the disk's read-ahead in KiB.
-std::string ReadAheadFile(const BlockDevice& disk, const std::string& sysRoot = "/sys");
+// The settings that hold the read-ahead of all that is mounted, in KiB: those of the disks, and those of file systems
+// with a read-ahead of their own, such as btrfs and those of networks.
+std::vector<std::string> MountedReadAheadFiles(const std::string& sysRoot = "/sys",
+                                               const std::string& mountInfo = "/proc/self/mountinfo");
 
 // What has been read from the disk since it is there. Nothing for a disk that is gone.
 std::optional<uint64_t> BytesRead(const BlockDevice& disk, const std::string& sysRoot = "/sys");

@@ -75,15 +75,17 @@ int MachineView::OpenFile(const std::string& absolutePath, int flags, UniqueFd& 
     return file.Valid() ? 0 : errno;
 }
 
-int MachineView::OpenRegular(const std::string& absolutePath, int flags, UniqueFd& file, struct stat& status) const {
+int MachineView::OpenWanted(const std::string& absolutePath, int flags, UniqueFd& file,
+                            const std::function<bool(const struct stat&)>& isWanted) const {
     UniqueFd place;
     if (const int error = OpenFile(absolutePath, O_PATH, place); error != 0) {
         return error;
     }
+    struct stat status = {};
     if (fstat(place.Get(), &status) != 0) {
         return errno;
     }
-    if (!S_ISREG(status.st_mode)) {
+    if (!isWanted(status)) {
         return EINVAL;
     }
     const std::string name = "/proc/self/fd/" + std::to_string(place.Get());

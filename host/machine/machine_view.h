@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -23,9 +24,10 @@ public:
     // absolute ones lead into the sandbox). On failure `file` is of no use. REQUIRES: no O_CREAT.
     int OpenFile(const std::string& absolutePath, int flags, UniqueFd& file) const;
 
-    // Opens a regular file so, and fills `status`. What is no regular file is not opened: nothing happens to a device,
-    // nor to who waits at a pipe. It is EINVAL then.
-    int OpenRegular(const std::string& absolutePath, int flags, UniqueFd& file, struct stat& status) const;
+    // Opens a file so if it is one that is wanted, by what it is. Until then nothing happens to it: to a device, to who
+    // waits at a pipe, to what is mounted when somebody comes. It is EINVAL when it is not wanted.
+    int OpenWanted(const std::string& absolutePath, int flags, UniqueFd& file,
+                   const std::function<bool(const struct stat&)>& isWanted) const;
 
     // Moves the process out of the sandbox: to the machine's mounts, its root, and the working directory that was
     // captured. False on failure, with errno set; the process may then be half moved and should end. Makes system calls

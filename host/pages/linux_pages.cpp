@@ -26,7 +26,10 @@ std::vector<PageEventKind> KindsFor(bool countsAdditions) {
 }  // namespace
 
 LinuxPages::LinuxPages(const Machine& machine, CollectionMode mode)
-    : machine_(machine), mode_(mode), readAhead_(machine.guardian, machine.disks), watchListener_(machine_.events) {
+    : machine_(machine),
+      mode_(mode),
+      readAhead_(machine.guardian, machine.readAheadFiles),
+      watchListener_(machine_.events) {
     MutexLock lock(mutex_);
     if (!machine_.events.HasAdditions()) {
         Note(
@@ -313,7 +316,6 @@ void LinuxPages::Preread(const SceneLine& scene, std::function<void(const Prerea
         MutexLock lock(mutex_);
         for (auto& [monitor, work] : works_) {
             if (work.scene.scene == scene.scene && work.opened != nullptr) {
-                work.wasPreread = true;
                 opened = work.opened;
             }
         }
@@ -325,6 +327,9 @@ void LinuxPages::Preread(const SceneLine& scene, std::function<void(const Prerea
         if (opened != nullptr && opened->State() == RecordState::OLDER && wouldHide) {
             result.failure = "";
         } else if (opened != nullptr && StartReading(opened, done)) {
+            for (auto& [monitor, work] : works_) {
+                work.wasPreread = work.wasPreread || work.opened == opened;
+            }
             return;
         }
     }

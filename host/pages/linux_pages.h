@@ -27,9 +27,8 @@ namespace ZYRA::Host {
 
 // How pages are collected.
 enum class CollectionMode : uint8_t {
-    // Just what was demanded: the disks' read-ahead is turned off meanwhile. While a scene that
-    // has a record is bound it is turned down to what is usual, so that the little which the record misses has not much
-    // around it read.
+    // Just what was demanded: read-ahead is turned off meanwhile. While a scene that has a record is bound it is turned
+    // down to what is usual, so that the little which the record misses has not much around it read.
     EXACT,
     // No setting is changed: what was demanded, and what was mapped around it.
     PASSIVE,
@@ -47,7 +46,7 @@ public:
         const MachineView& view;
         const FileFinder& finder;
         Guardian& guardian;
-        std::vector<BlockDevice> disks;
+        std::vector<std::string> readAheadFiles;
         PageEventSupport events{FindTracefs()};
     };
 

@@ -13,12 +13,16 @@ TouchedPages ResidentPagesOf(const std::vector<MappedFile>& mapped, const Machin
     TouchedPages touched;
     for (const MappedFile& one : mapped) {
         UniqueFd file;
-        struct stat status {};
+        int64_t bytes = 0;
         // What is no file of a file system has a name that no file can be opened by.
-        if (machine.OpenRegular(one.path, O_RDONLY, file, status) != 0 || status.st_ino != one.inode) {
+        const int error = machine.OpenWanted(one.path, O_RDONLY, file, [&](const struct stat& status) {
+            bytes = status.st_size;
+            return S_ISREG(status.st_mode) && status.st_ino == one.inode;
+        });
+        if (error != 0) {
             continue;
         }
-        for (const PageRange& range : ResidentPages(file.Get(), PagesOf(status.st_size)).Ranges()) {
+        for (const PageRange& range : ResidentPages(file.Get(), PagesOf(bytes)).Ranges()) {
             touched.Note({0, PageEventKind::ADDED, one.device, one.inode, range.first, range.first + range.count - 1});
         }
     }

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -17,6 +18,13 @@ namespace {
 constexpr size_t THREADS = 8;
 // Threads are not worth their start for fewer files each.
 constexpr size_t FILES_PER_THREAD = 4;
+// One for the place, one for the file.
+constexpr size_t DESCRIPTORS_TO_COMPARE = 2;
+
+int OpenAsRecorded(const RecordedFile& recorded, const MachineView& machine, UniqueFd& file) {
+    return machine.OpenWanted(recorded.path, O_RDONLY | O_NOATIME, file,
+                              [&](const struct stat& status) { return IsAsRecorded(status, recorded); });
+}
 
 }  // namespace
 
@@ -35,6 +43,7 @@ OpenedRecord::OpenedRecord(std::shared_ptr<const PageRecord> record, const Machi
     }
     openSome();
     crew.Join();
+    CompareRest(machine);
     const auto look = [this](const RecordedFile& recorded) -> std::optional<FileIdentity> {
         const Place& place = files_[static_cast<size_t>(&recorded - record_->files.data())];
         return place.isUnchanged ? std::optional(recorded.identity) : std::nullopt;
@@ -46,15 +55,28 @@ void OpenedRecord::Open(Place& place, const RecordedFile& recorded, const Machin
     if (recorded.kind != FileKind::REGULAR) {
         return;
     }
-    UniqueFd file;
-    struct stat status {};
-    const int error = machine.OpenRegular(recorded.path, O_RDONLY | O_NOATIME, file, status);
-    if (error == EMFILE || error == ENFILE) {
-        hasRoom_ = false;
-        place.isUnchanged = true;
-    } else if (error == 0 && IdentityOf(status) == recorded.identity) {
-        place.isUnchanged = true;
-        place.file = std::move(file);
+    const int error = OpenAsRecorded(recorded, machine, place.file);
+    place.isUnchanged = error == 0;
+    place.hadNoRoom = error == EMFILE || error == ENFILE;
+}
+
+void OpenedRecord::CompareRest(const MachineView& machine) {
+    const auto hadNoRoom = [](const Place& place) { return place.hadNoRoom; };
+    hasRoom_ = std::none_of(files_.begin(), files_.end(), hadNoRoom);
+    if (hasRoom_) {
+        return;
+    }
+    size_t given = 0;
+    for (auto place = files_.rbegin(); place != files_.rend() && given < DESCRIPTORS_TO_COMPARE; ++place) {
+        given += place->file.Valid() ? 1 : 0;
+        place->file.Reset();
+    }
+    for (Place& place : files_) {
+        if (place.hadNoRoom) {
+            UniqueFd file;
+            const RecordedFile& recorded = record_->files[static_cast<size_t>(&place - files_.data())];
+            place.isUnchanged = OpenAsRecorded(recorded, machine, file) == 0;
+        }
     }
 }
 

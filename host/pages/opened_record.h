@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -23,7 +22,7 @@ public:
     // UPTODATE or OLDER.
     RecordState State() const { return state_; }
     // A descriptor open for reading; -1 for what has changed, is gone, or is no regular file, and where there was no
-    // room for more descriptors: what could not be looked at for that counts as unchanged.
+    // room for more descriptors.
     int File(uint32_t index) const { return files_[index].file.Get(); }
     bool HadRoom() const { return hasRoom_; }
 
@@ -31,13 +30,16 @@ private:
     struct Place {
         UniqueFd file;
         bool isUnchanged = false;
+        bool hadNoRoom = false;
     };
 
     void Open(Place& place, const RecordedFile& recorded, const MachineView& machine);
+    // Those that there was no room for are compared one after the other, in the room of files that are given up.
+    void CompareRest(const MachineView& machine);
 
     const std::shared_ptr<const PageRecord> record_;
     std::vector<Place> files_;
-    std::atomic<bool> hasRoom_{true};
+    bool hasRoom_ = true;
     RecordState state_ = RecordState::OLDER;
 };
 

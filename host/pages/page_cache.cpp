@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <string>
@@ -74,18 +75,15 @@ PageSet ResidentPages(int file, uint64_t pages) {
     return resident;
 }
 
-bool IsResident(int file, const PageRange& range) {
+uint64_t CountResident(int file, const PageRange& range) {
     CachestatRange asked{range.first * BYTES_PER_PAGE, range.count * BYTES_PER_PAGE};
     Cachestat answer{};
     if (syscall(CACHESTAT, file, &asked, &answer, 0U) == 0) {
-        return answer.cached >= range.count;
+        return std::min(answer.cached, range.count);
     }
     const std::vector<unsigned char> flags = Mapping(file, range).Residency();
-    bool isWhole = !flags.empty();
-    for (const unsigned char flag : flags) {
-        isWhole = isWhole && (flag & 1) != 0;
-    }
-    return isWhole;
+    return static_cast<uint64_t>(
+        std::count_if(flags.begin(), flags.end(), [](unsigned char flag) { return (flag & 1) != 0; }));
 }
 
 MemoryState ReadMemoryState(const std::string& meminfo) {

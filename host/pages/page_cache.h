@@ -12,8 +12,8 @@ namespace ZYRA::Host {
 // The first `pages` pages of the file that are there now; none where the kernel does not tell.
 PageSet ResidentPages(int file, uint64_t pages);
 
-// Whether all pages of the range are there. False where the kernel does not tell.
-bool IsResident(int file, const PageRange& range);
+// How many pages of the range are there, or on their way from the disk; none where the kernel does not tell.
+uint64_t CountResident(int file, const PageRange& range);
 
 // The memory that could be had without swapping, in bytes, as `meminfo` has it, and all there is; both UINT64_MAX where
 // it does not tell.

@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <deque>
@@ -12,6 +13,7 @@
 
 #include "host/pages/page_cache.h"
 #include "host/pages/preread_plan.h"
+#include "host/pages/record_check.h"
 #include "host/pages/thread_crew.h"
 #include "host/runtime/retry_on_eintr.h"
 
@@ -25,6 +27,9 @@ constexpr int LOOKERS = 2;
 // So much is on its way for each reader and not more, so that what the processes themselves ask for meanwhile, folders
 // and inodes first of all, does not wait behind all of the record: many disks' queues are sorted by place.
 constexpr uint64_t WINDOW_BYTES = uint64_t{512} << 10;
+// Of one call the kernel reads no more than the larger of the file's read-ahead and of what the disk takes in one
+// request, and does not tell. So much it is everywhere but on disks that are set to less, however large either may be.
+constexpr uint64_t CALL_BYTES = uint64_t{128} << 10;
 // A folder of more bytes is not read through: one looks up a name in it by a few blocks.
 constexpr off_t LARGEST_FOLDER = off_t{1} << 20;
 // Of the memory so much is left to others; and what is available counts the page cache, of which no more than half is
@@ -57,8 +62,13 @@ public:
 
 private:
     // What a reader has asked for and not seen arrive.
+    struct Piece {
+        RecordedRange range;
+        uint64_t presentPages;  // When it was asked for.
+        uint64_t Bytes() const { return range.pages.count * BYTES_PER_PAGE; }
+    };
     struct Flight {
-        std::deque<RecordedRange> pieces;
+        std::deque<Piece> pieces;
         uint64_t bytes = 0;
     };
 
@@ -67,7 +77,7 @@ private:
         for (size_t index = nextPiece_++; index < pieces_.size() && !isShort_; index = nextPiece_++) {
             if (index % PIECES_BETWEEN_LOOKS == 0 && IsMemoryShort()) {
                 isShort_ = true;
-                return;
+                break;
             }
             ReadPiece(pieces_[index], flight);
             while (flight.bytes > WINDOW_BYTES) {
@@ -81,34 +91,39 @@ private:
 
     // To read of the last page waits for it.
     void AwaitOldest(Flight& flight) {
-        const RecordedRange oldest = flight.pieces.front();
-        const uint64_t bytes = oldest.pages.count * BYTES_PER_PAGE;
-        const auto lastPage = static_cast<off_t>(oldest.pages.first * BYTES_PER_PAGE + bytes - BYTES_PER_PAGE);
-        char byte = 0;
-        if (RetryOnEintr([&] { return pread(record_.File(oldest.file), &byte, 1, lastPage); }) < 0) {
-            ++failed_;
-        }
-        flight.bytes -= bytes;
+        const Piece oldest = flight.pieces.front();
         flight.pieces.pop_front();
+        flight.bytes -= oldest.Bytes();
+        const int file = record_.File(oldest.range.file);
+        const PageRange& pages = oldest.range.pages;
+        const auto lastPage = static_cast<off_t>((pages.first + pages.count - 1) * BYTES_PER_PAGE);
+        char byte = 0;
+        if (RetryOnEintr([&] { return pread(file, &byte, 1, lastPage); }) != 1) {
+            hasFailed_ = true;
+        }
+        // Less where the kernel has read less than it was asked for, or has dropped some of it again.
+        const uint64_t arrived = CountResident(file, pages);
+        bytes_ += (arrived - std::min(arrived, oldest.presentPages)) * BYTES_PER_PAGE;
     }
 
-    void ReadPiece(const RecordedRange& piece, Flight& flight) {
-        const int file = record_.File(piece.file);
+    void ReadPiece(const RecordedRange& range, Flight& flight) {
+        const int file = record_.File(range.file);
         if (file < 0) {
             return;
         }
-        ++tried_;
-        if (IsResident(file, piece.pages)) {
+        const Piece piece{range, CountResident(file, range.pages)};
+        if (piece.presentPages == range.pages.count) {
             return;
         }
-        const uint64_t bytes = piece.pages.count * BYTES_PER_PAGE;
-        const auto first = static_cast<off64_t>(piece.pages.first * BYTES_PER_PAGE);
-        if (RetryOnEintr([&] { return readahead(file, first, bytes); }) != 0) {
-            ++failed_;
-            return;
+        const uint64_t first = range.pages.first * BYTES_PER_PAGE;
+        for (uint64_t asked = 0; asked < piece.Bytes(); asked += CALL_BYTES) {
+            const uint64_t bytes = std::min(CALL_BYTES, piece.Bytes() - asked);
+            if (RetryOnEintr([&] { return readahead(file, static_cast<off64_t>(first + asked), bytes); }) != 0) {
+                hasFailed_ = true;
+                return;
+            }
         }
-        bytes_ += bytes;
-        flight.bytes += bytes;
+        flight.bytes += piece.Bytes();
         flight.pieces.push_back(piece);
     }
 
@@ -129,21 +144,23 @@ private:
                 case FileKind::LINK:
                     machine_.OpenFile(recorded.path, O_PATH, file);
                     break;
-                case FileKind::FOLDER:
-                    if (machine_.OpenFile(recorded.path, O_RDONLY | O_DIRECTORY, file) == 0) {
+                case FileKind::FOLDER: {
+                    const int error = machine_.OpenWanted(
+                        recorded.path, O_RDONLY | O_DIRECTORY, file, [&](const struct stat& status) {
+                            return IsAsRecorded(status, recorded) && status.st_size <= LARGEST_FOLDER;
+                        });
+                    if (error == 0) {
                         ReadFolder(file.Get());
                     }
                     break;
+                }
             }
         }
     }
 
     static void ReadFolder(int folder) {
-        struct stat status {};
         std::array<char, 32768> entries;
-        if (fstat(folder, &status) == 0 && status.st_size <= LARGEST_FOLDER) {
-            while (syscall(SYS_getdents64, folder, entries.data(), entries.size()) > 0) {
-            }
+        while (syscall(SYS_getdents64, folder, entries.data(), entries.size()) > 0) {
         }
     }
 
@@ -151,8 +168,7 @@ private:
         if (isShort_) {
             return {bytes_, PrereadResult::NO_PAGE};
         }
-        const bool isUnreadable = failed_ >= tried_ && !pieces_.empty();
-        return {bytes_, isUnreadable ? PrereadResult::NO_READ : ""};
+        return {bytes_, hasFailed_ ? PrereadResult::NO_READ : ""};
     }
 
     const OpenedRecord& record_;
@@ -164,8 +180,7 @@ private:
     std::atomic<size_t> nextLook_{0};
     std::atomic<bool> isShort_{false};
     std::atomic<uint64_t> bytes_{0};
-    std::atomic<uint64_t> tried_{0};
-    std::atomic<uint64_t> failed_{0};
+    std::atomic<bool> hasFailed_{false};
 };
 
 }  // namespace

@@ -17,7 +17,7 @@ ReadAhead::~ReadAhead() {
 }
 
 bool ReadAhead::TurnDown(ReadAheadLevel level, std::string& reason) {
-    if (disks_.empty()) {
+    if (files_.empty()) {
         reason = "no disk whose read-ahead could be turned down";
         return false;
     }
@@ -46,8 +46,9 @@ uint64_t ReadAhead::Wanted(uint64_t own) const {
 
 std::string ReadAhead::Apply() {
     std::string failure;
-    for (const BlockDevice& disk : disks_) {
-        const std::string file = ReadAheadFile(disk, sysRoot_);
+    // Also one that is as low as that is held then: somebody else might turn it up meanwhile.
+    const bool isNone = users_[static_cast<size_t>(ReadAheadLevel::NONE)] > 0;
+    for (const std::string& file : files_) {
         uint64_t present = 0;
         if (!(std::ifstream(file) >> present)) {
             continue;
@@ -56,13 +57,15 @@ std::string ReadAhead::Apply() {
         const uint64_t own = known == own_.end() ? present : known->second;
         const uint64_t wanted = Wanted(own);
         std::string reason;
-        if (wanted != own) {
+        const bool isHeld = wanted != own || isNone;
+        if (isHeld) {
             own_[file] = own;
-            reason = wanted == present ? "" : guardian_.ChangeSetting(file, std::to_string(wanted));
+            const bool isAsWanted = wanted == present && known != own_.end();
+            reason = isAsWanted ? "" : guardian_.ChangeSetting(file, std::to_string(wanted));
         } else if (known != own_.end()) {
             reason = guardian_.RestoreSetting(file);
         }
-        if (wanted == own && reason.empty()) {
+        if (!isHeld && reason.empty()) {
             own_.erase(file);
         }
         failure = failure.empty() ? reason : failure;

@@ -7,24 +7,22 @@
 #include <utility>
 #include <vector>
 
-#include "host/machine/block_devices.h"
 #include "host/machine/guardian.h"
 
 namespace ZYRA::Host {
 
-// How far disks are turned down.
+// How far read-ahead is turned down.
 enum class ReadAheadLevel : uint8_t {
     NONE,  // A process has just the pages read that it demands.
-    USUAL  // 128 KiB, which the kernel has by default; only for disks that are set to more.
+    USUAL  // 128 KiB, which the kernel has by default; only where it is set to more.
 };
 
-// Keeps the read-ahead of disks as low as anybody wants it. A file takes the setting over when it is opened. Not
+// Keeps read-ahead as low as anybody wants it. A file takes the setting over when it is opened. Not
 // thread-safe.
 class ReadAhead {
 public:
-    // The guardian must outlive the object.
-    ReadAhead(Guardian& guardian, std::vector<BlockDevice> disks, std::string sysRoot = "/sys")
-        : guardian_(guardian), disks_(std::move(disks)), sysRoot_(std::move(sysRoot)) {}
+    // `files` hold the settings, in KiB. The guardian must outlive the object.
+    ReadAhead(Guardian& guardian, std::vector<std::string> files) : guardian_(guardian), files_(std::move(files)) {}
     ~ReadAhead();
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
@@ -35,15 +33,14 @@ public:
     void TurnBack(ReadAheadLevel level);
 
 private:
-    // Has each disk as low as is wanted. Returns the first failure; a disk that is gone is none.
+    // Has each setting as low as is wanted. Returns the first failure; one that is gone is none.
     std::string Apply();
     uint64_t Wanted(uint64_t own) const;
 
     Guardian& guardian_;
-    const std::vector<BlockDevice> disks_;
-    const std::string sysRoot_;
+    const std::vector<std::string> files_;
     std::array<int, 2> users_{};  // By level.
-    // In KiB, by file, of the disks that are turned down: what they were set to before.
+    // In KiB, by file, of the settings that are held: what they were before.
     std::map<std::string, uint64_t> own_;
 };
 

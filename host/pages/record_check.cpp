@@ -29,6 +29,10 @@ FileIdentity IdentityOf(const struct stat& status) {
     return {status.st_dev, status.st_ino, status.st_size, static_cast<int64_t>(mtimeNs)};
 }
 
+bool IsAsRecorded(const struct stat& status, const RecordedFile& file) {
+    return KindOf(status) == file.kind && IdentityOf(status) == file.identity;
+}
+
 std::optional<FileIdentity> LookAtPath(const RecordedFile& file) {
     struct stat status = {};
     if (lstat(file.path.c_str(), &status) != 0 || KindOf(status) != file.kind) {

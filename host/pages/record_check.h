@@ -26,6 +26,9 @@ std::optional<FileKind> KindOf(const struct stat& status);
 // REQUIRES: KindOf says what it is.
 FileIdentity IdentityOf(const struct stat& status);
 
+// Whether this is the recorded file, and unchanged.
+bool IsAsRecorded(const struct stat& status, const RecordedFile& file);
+
 // The file that stands where the recorded one stood, a link at the end not followed; nothing when there is none of its
 // kind. Thread-safe.
 std::optional<FileIdentity> LookAtPath(const RecordedFile& file);

@@ -215,11 +215,19 @@ TEST_F(MachineTest, DisksAreThoseBelowThePartitionsThatAreMounted) {
         Write(dir_ + "devices/" + folder + "/dev", number);
         fs::create_symlink(dir_ + "devices/" + folder, dir_ + "dev/block/" + number);
     }
-    Write(dir_ + "class/bdi/8:0/read_ahead_kb", ""), Write(dir_ + "class/bdi/253:0/read_ahead_kb", "");
+    for (const char* const setting : {"8:0", "253:0", "0:2-fs", "0:3", "9:1", "net-1"}) {
+        Write(dir_ + "class/bdi/" + setting + "/read_ahead_kb", "");
+    }
     Write(dir_ + "devices/sda/sda1/partition", "1\n"), Write(dir_ + "devices/sda/stat", "  10  2  300  4 5 6 7 8\n");
     const auto disks = MountedDisks(dir_, dir_ + "mountinfo");
     ASSERT_EQ(disks.size(), 2U);
-    EXPECT_EQ(disks[0].name + ReadAheadFile(disks[1]), "sda/sys/class/bdi/253:0/read_ahead_kb");
+    EXPECT_EQ(disks[0].name + disks[1].name, "sdadm-0");
+    // What reads ahead by itself is among the settings: what is mounted by its number, others in any case.
+    std::string settings;
+    for (const std::string& file : MountedReadAheadFiles(dir_, dir_ + "mountinfo")) {
+        settings += fs::path(file).parent_path().filename().string() + " ";
+    }
+    EXPECT_EQ(settings, "0:2-fs 253:0 8:0 net-1 ");
     // Mapped devices, one on the other, stand for the disk below them, and a loop device for none.
     fs::create_directories(dir_ + "devices/dm-0/slaves"), fs::create_directories(dir_ + "devices/dm-1/slaves");
     fs::create_symlink(dir_ + "devices/dm-1", dir_ + "dev/block/253:1"), Write(dir_ + "devices/dm-1/dev", "253:1");

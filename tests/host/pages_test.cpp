@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -18,6 +19,7 @@
 #include <future>
 #include <sstream>
 
+#include "host/machine/block_devices.h"
 #include "host/pages/linux_pages.h"
 #include "host/pages/page_cache.h"
 #include "host/pages/page_record_file.h"
@@ -107,14 +109,15 @@ protected:
         const UniqueFd file(open((dir_ + name).c_str(), O_RDONLY | O_CLOEXEC));
         std::string pages;
         for (uint64_t page = 0; page < fs::file_size(dir_ + name) / BYTES_PER_PAGE; ++page) {
-            pages += IsResident(file.Get(), {page, 1}) ? " " + std::to_string(page) : "";
+            pages += CountResident(file.Get(), {page, 1}) == 1 ? " " + std::to_string(page) : "";
         }
         return pages;
     }
 
     std::unique_ptr<LinuxPages> Pages(CollectionMode mode = CollectionMode::EXACT,
                                       const PageEventSupport& events = PageEventSupport(FindTracefs())) {
-        return std::make_unique<LinuxPages>(LinuxPages::Machine{*view_, finder_, *guardian_, disks_, events}, mode);
+        return std::make_unique<LinuxPages>(LinuxPages::Machine{*view_, finder_, *guardian_, readAheadFiles_, events},
+                                            mode);
     }
     // The pages of the test's files that are recorded, in their order.
     std::string Recorded(LinuxPages& pages) const {
@@ -149,12 +152,12 @@ protected:
         pages.Preread(scene_, [&](const PrereadResult& one) { result.set_value(one); });
         return result.get_future().get();
     }
-    // The read-ahead of the disks, one after the other.
+    // The read-ahead of what is mounted, one after the other.
     std::string ReadAheads() const {
         std::string all;
-        for (const BlockDevice& disk : disks_) {
+        for (const std::string& file : readAheadFiles_) {
             std::string one;
-            all += LoadStringFromFile(ReadAheadFile(disk), one) ? one : "-";
+            all += LoadStringFromFile(file, one) ? one : "-";
         }
         return all;
     }
@@ -165,7 +168,7 @@ protected:
     SceneLine scene_ = {1, 0, "mail", RECORD};
     const std::optional<MachineView> view_ = MachineView::Capture(text_);
     const FileFinder finder_;
-    const std::vector<BlockDevice> disks_ = MountedDisks();
+    const std::vector<std::string> readAheadFiles_ = MountedReadAheadFiles();
     std::unique_ptr<Guardian> guardian_;
 };
 
@@ -253,7 +256,7 @@ TEST_F(PagesTest, ChangedFilesAreNotPrereadAndAreCollectedAgain) {
     }
 }
 
-// A damaged record is none, and is told; with memory short nothing is read of a sound one.
+// A damaged record is none, and is told; with memory short nothing is read of a sound one, or no more.
 TEST_F(PagesTest, NothingIsReadFromADamagedRecordOrWithoutMemory) {
     Make("a", 64);
     EXPECT_EQ(Collect(*Pages(), {"a 5"}), "a5 ");
@@ -267,6 +270,19 @@ TEST_F(PagesTest, NothingIsReadFromADamagedRecordOrWithoutMemory) {
     };
     EXPECT_EQ(read("MemTotal: 1000 kB\nMemAvailable: 49 kB\n"), std::string(PrereadResult::NO_PAGE) + ":0");
     EXPECT_EQ(read("MemTotal: 1000 kB\nMemAvailable: 50 kB\n"), ":1 5");
+    // When half of what there was has been read, no more is: most of these pages are left.
+    PageRecord large = *record;
+    Make("b", 3000), large.files.resize(1);
+    struct stat status {};
+    ASSERT_EQ(stat((dir_ + "b").c_str(), &status), 0);
+    large.files[0] = {FileKind::REGULAR, IdentityOf(status), dir_ + "b"}, large.ranges.clear();
+    for (uint64_t page = 0; page < 3000; page += 5) {
+        large.ranges.push_back({0, {page, 1}});
+    }
+    const PrereadResult some =
+        ReadRecordedPages(OpenedRecord(std::make_shared<const PageRecord>(large), *view_), *view_, dir_ + "meminfo");
+    EXPECT_EQ(some.failure, PrereadResult::NO_PAGE);
+    EXPECT_TRUE(some.bytes > 50 * 1024 && some.bytes < 500 * BYTES_PER_PAGE) << some.bytes;
     Cool("a");
     std::string text = EncodeRecord(*record);
     text.back() ^= 1;
@@ -340,28 +356,24 @@ TEST_F(PagesTest, DisksAreTurnedDownAsFarAsIsWanted) {
     EXPECT_EQ(ReadAheads(), before);
     Collect(*pages, {"a 5"});
     pages->Bind(0, scene_);
-    for (const BlockDevice& disk : disks_) {
+    for (const std::string& file : readAheadFiles_) {
         std::string text;
-        EXPECT_TRUE(LoadStringFromFile(ReadAheadFile(disk), text) && std::stoi(text) <= 128);
+        EXPECT_TRUE(LoadStringFromFile(file, text) && std::stoi(text) <= 128);
     }
     pages->EndWork(0, true);
     EXPECT_EQ(ReadAheads(), before);
     pages = Pages(CollectionMode::PASSIVE);
     pages->Bind(0, scene_);
     EXPECT_EQ(ReadAheads(), before);
-    const std::vector<BlockDevice> disks = {{1, 0, "gone"}, {2, 0, "low"}, {3, 0, "high"}};
+    const std::vector<std::string> files = {dir_ + "gone", dir_ + "low", dir_ + "high"};
     const auto levels = [&] {
         std::string text[2];
-        LoadStringFromFile(ReadAheadFile(disks[1], dir_), text[0]),
-            LoadStringFromFile(ReadAheadFile(disks[2], dir_), text[1]);
+        LoadStringFromFile(files[1], text[0]), LoadStringFromFile(files[2], text[1]);
         return std::to_string(std::stoi(text[0])) + " " + std::to_string(std::stoi(text[1]));
     };
-    for (const auto& [disk, kib] : {std::pair(1, "64"), std::pair(2, "4096")}) {
-        fs::create_directories(fs::path(ReadAheadFile(disks[disk], dir_)).parent_path());
-        std::ofstream(ReadAheadFile(disks[disk], dir_)) << kib;
-    }
+    std::ofstream(files[1]) << "64", std::ofstream(files[2]) << "4096";
     {
-        ReadAhead readAhead(*guardian_, disks, dir_);
+        ReadAhead readAhead(*guardian_, files);
         const auto turnDown = [&](ReadAheadLevel level) { return readAhead.TurnDown(level, text_) ? levels() : text_; };
         const auto turnBack = [&](ReadAheadLevel level) { return readAhead.TurnBack(level), levels(); };
         EXPECT_EQ(turnDown(ReadAheadLevel::USUAL), "64 128");
@@ -389,22 +401,68 @@ TEST_F(PagesTest, WhatAStartWritesIsNotRecorded) {
     }
 }
 
-// Nobody who waits at a pipe is woken for a record that names it.
-TEST_F(PagesTest, OnlyRegularFilesOfARecordAreOpened) {
-    const std::string pipe = dir_ + "pipe";
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    struct stat status {};
-    ASSERT_EQ(stat(pipe.c_str(), &status), 0);
-    const PageRecord record = {
-        1, false, {{FileKind::REGULAR, {status.st_dev, status.st_ino, 8192, 0}, pipe}}, {{0, {0, 1}}}};
-    ASSERT_EQ(SavePageRecord(RECORD, record), 0);
+// Nothing happens to what stands where something else was recorded: nobody who waits at a pipe is woken.
+TEST_F(PagesTest, OnlyWhatWasRecordedIsOpened) {
+    ASSERT_EQ(mkfifo((dir_ + "pipe").c_str(), 0600), 0);
+    fs::create_directory(dir_ + "folder"), Make("file", 2);
+    PageRecord record = {1, false, {}, {{0, {0, 1}}, {1, {0, 1}}}};
     const UniqueFd events(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    ASSERT_GE(inotify_add_watch(events.Get(), pipe.c_str(), IN_OPEN), 0);
+    for (const auto& [name, kind] : {std::pair("pipe", FileKind::REGULAR), std::pair("file", FileKind::REGULAR),
+                                     std::pair("folder", FileKind::FOLDER)}) {
+        struct stat status {};
+        ASSERT_EQ(stat((dir_ + name).c_str(), &status), 0);
+        const bool isFolder = kind == FileKind::FOLDER;
+        record.files.push_back(
+            {kind, {status.st_dev, status.st_ino + (isFolder ? 1 : 0), isFolder ? 0 : 8192, 0}, dir_ + name});
+        ASSERT_GE(inotify_add_watch(events.Get(), (dir_ + name).c_str(), IN_OPEN), 0);
+    }
+    const auto wasOpened = [&] {
+        char told[4096];
+        return read(events.Get(), told, sizeof(told)) > 0;
+    };
+    ASSERT_EQ(SavePageRecord(RECORD, record), 0);
     const auto pages = Pages();
     EXPECT_EQ(pages->Bind(0, scene_), RecordState::OLDER);
     EXPECT_EQ(Preread(*pages).bytes, 0U);
-    EXPECT_EQ(read(events.Get(), &text_[0], 1), -1);
-    EXPECT_EQ(errno, EAGAIN);
+    EXPECT_FALSE(wasOpened());
+    // The folder that was recorded is read.
+    record.files[2].identity.inode -= 1;
+    ReadRecordedPages(OpenedRecord(std::make_shared<const PageRecord>(record), *view_), *view_);
+    EXPECT_TRUE(wasOpened());
+}
+
+// (a) One that cannot be read makes it a failure; the others are read, and count. (b) All files of a record are
+// compared, also where there is no room to have them open at once.
+TEST_F(PagesTest, APartOfARecordIsReadAndAllOfItCompared) {
+    for (char name = 'b'; name < 'k'; ++name) {
+        Make(std::string(1, name), 2);
+    }
+    const auto pages = Pages();
+    Collect(*pages, {"b 1", "c 1", "d 1", "e 1", "f 1", "g 1", "h 1", "i 1", "j 1"});
+    const auto record = std::make_shared<const PageRecord>(KeepOwnRanges());
+    const auto open = [&] { return std::make_unique<OpenedRecord>(record, *view_); };
+    for (char name = 'b'; name < 'k'; ++name) {
+        Cool(std::string(1, name));
+    }
+    auto opened = open();
+    fs::resize_file(dir_ + "b", 0), fs::last_write_time(dir_ + "b", {});
+    const PrereadResult result = ReadRecordedPages(*opened, *view_);
+    EXPECT_EQ(result.failure, PrereadResult::NO_READ);
+    EXPECT_EQ(result.bytes, 8 * BYTES_PER_PAGE);
+    fs::resize_file(dir_ + "b", 2 * BYTES_PER_PAGE), fs::last_write_time(dir_ + "b", {});
+    opened.reset();
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const UniqueFd next(dup(0));
+    const rlimit low = {static_cast<rlim_t>(next.Get()) + 6, limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
+    for (const RecordState state : {RecordState::UPTODATE, RecordState::OLDER}) {
+        opened = open();
+        EXPECT_EQ(opened->State(), state);
+        EXPECT_FALSE(opened->HadRoom());
+        opened.reset(), fs::last_write_time(dir_ + "j", fs::file_time_type(std::chrono::seconds(1)));
+    }
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
 }
 
 // (a) Beyond the end there is nothing, and a folder has no pages; what is touched twice counts once. (b) What is only

@@ -49,8 +49,8 @@ std::vector<fs::path> Groups(const std::string& host = "") {
 using ReadAheads = std::map<std::string, int>;
 ReadAheads LookAtReadAheads() {
     ReadAheads readAheads;
-    for (const BlockDevice& disk : MountedDisks()) {
-        readAheads[ReadAheadFile(disk)] = std::stoi(Read(ReadAheadFile(disk)));
+    for (const std::string& file : MountedReadAheadFiles()) {
+        readAheads[file] = std::stoi(Read(file));
     }
     return readAheads;
 }
