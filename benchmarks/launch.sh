@@ -81,7 +81,8 @@ own_read_ahead=$(cat "$read_ahead")
 work=$(mktemp -d /var/tmp/iosched-bench.XXXXXX)
 tools=$work/tools
 finish() {
-    echo "$own_read_ahead" >"$read_ahead"
+    # A launch that was killed holds the setting until it has written back what it found.
+    { flock -w 90 8 || true; echo "$own_read_ahead" >"$read_ahead"; } 8<"$read_ahead"
     ! mountpoint -q "$tools" || umount "$tools"
     rm -rf "$work"
 }
