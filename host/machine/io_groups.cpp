@@ -21,17 +21,33 @@ const std::string CONTROLLERS = "/cgroup.controllers";
 const std::string HANDED_DOWN = "/cgroup.subtree_control";
 const std::string READ_THROTTLE = "/blkio.throttle.read_bps_device";
 const std::string WRITE_THROTTLE = "/blkio.throttle.write_bps_device";
+const std::string IO = "io";
+const std::string MEMORY = "memory";
 
-bool HoldsIo(const std::string& file) {
+bool Holds(const std::string& file, const std::string& controller) {
     std::string content;
     LoadStringFromFile(file, content);
     std::istringstream words(content);
     for (std::string word; words >> word;) {
-        if (word == "io") {
+        if (word == controller) {
             return true;
         }
     }
     return false;
+}
+
+// Has the groups below the root have the controllers. The file shows what is handed down, and is told what to change of
+// that. A controller that is refused refuses the line, and only io must not be.
+std::string HandDown(Guardian& guardian, const std::string& root) {
+    const std::string file = root + HANDED_DOWN;
+    const bool needsIo = !Holds(file, IO);
+    const bool needsMemory = Holds(root + CONTROLLERS, MEMORY) && !Holds(file, MEMORY);
+    const std::string restoring = !needsMemory ? "-io" : needsIo ? "-io -memory" : "-memory";
+    std::string refusal = needsIo ? guardian.ChangeSetting(file, "+io", restoring) : "";
+    if (needsMemory && refusal.empty()) {
+        guardian.ChangeSetting(file, "+memory", restoring);
+    }
+    return refusal;
 }
 
 // Empty where there is none. The folder's name is the administrator's choice.
@@ -94,7 +110,7 @@ std::unique_ptr<IoGroups> IoGroups::Create(Guardian& guardian, std::vector<Block
         return nullptr;
     }
     for (const std::string& root : {cgroupRoot, cgroupRoot + "/unified"}) {
-        if (HoldsIo(root + CONTROLLERS)) {
+        if (Holds(root + CONTROLLERS, IO)) {
             return CreateWith(guardian, std::move(disks), Interface::IO_MAX, root, note);
         }
     }
@@ -109,11 +125,7 @@ std::unique_ptr<IoGroups> IoGroups::Create(Guardian& guardian, std::vector<Block
 std::unique_ptr<IoGroups> IoGroups::CreateWith(Guardian& guardian, std::vector<BlockDevice> disks, Interface interface,
                                                const std::string& root, std::string& note) {
     std::unique_ptr<IoGroups> groups(new IoGroups(guardian, std::move(disks), interface, root));
-    std::string refusal;
-    if (interface == Interface::IO_MAX && !HoldsIo(groups->rootControllers_)) {
-        // The file shows what is handed down, and is told what to change of that.
-        refusal = guardian.ChangeSetting(groups->rootControllers_, "+io", "-io");
-    }
+    std::string refusal = interface == Interface::IO_MAX ? HandDown(guardian, root) : "";
     refusal = refusal.empty() ? guardian.MakeGroup(groups->parent_) : refusal;
     if (!refusal.empty()) {
         note = refusal;
@@ -135,6 +147,9 @@ int IoGroups::Provide(const std::string& group) {
         // From now on the group above has no members of its own; it never had any.
         if (const int error = Write(parent_ + HANDED_DOWN, "+io"); error != 0) {
             return error;
+        }
+        if (Holds(parent_ + CONTROLLERS, MEMORY)) {
+            Write(parent_ + HANDED_DOWN, "+memory");
         }
     }
     if (!guardian_.MakeGroup(Folder(group)).empty()) {

@@ -14,10 +14,10 @@
 namespace ZYRA::Host {
 
 // Real control groups that limit how fast their processes read and write disks: io.max where cgroup v2 has the io
-// controller, else blkio.throttle of cgroup v1 (which does not hold back writes that go through the page cache). There
-// is one group for each name that is used, below one of the host's own; all are made and removed through the guardian.
-// A process that is left in a group at its removal goes to the nearest group above that takes it, not to where it came
-// from. Thread-safe.
+// controller, else blkio.throttle of cgroup v1. Writes that go through the page cache are held back only by io.max, and
+// only where the groups can have the memory controller too, which knows whose pages are written. There is one group for
+// each name that is used, below one of the host's own; all are made and removed through the guardian. A process that is
+// left in a group at its removal goes to the nearest group above that takes it, not to where it came from. Thread-safe.
 class IoGroups {
 public:
     // Null where there are no such groups or no disks. `note` is one line: what is used, or what is lacking. The
@@ -58,7 +58,7 @@ private:
     const Interface interface_;
     const std::string members_;  // Of the group above the host's own.
     const std::string parent_;
-    // The file in which the io controller is handed down; the guardian knows whether that was changed.
+    // The file in which the controllers are handed down; the guardian knows whether that was changed.
     const std::string rootControllers_;
 
     Mutex mutex_;

@@ -130,20 +130,24 @@ TEST_F(MachineTest, HostsKeepOutOfEachOthersWayAlsoWithoutTheirGuardians) {
 TEST_F(MachineTest, IoGroupsOfVersionTwoWriteIoMax) {
     const auto guardian = Start();
     const std::string parent = dir_ + "iosched-" + std::to_string(getpid());
-    Write(dir_ + "cgroup.controllers", "cpu io\n");
     // What somebody else has enabled stays, what is enabled here does not.
-    for (const auto& [before, after] : {std::pair("cpu io", "cpu io"), std::pair("cpu pio", "-io")}) {
-        Write(dir_ + "cgroup.subtree_control", before);
+    const std::string rows[][4] = {
+        {"cpu io\n", "cpu io", "cpu io", "+io"},       {"cpu io\n", "cpu pio", "-io", "+io"},
+        {"memory io\n", "memory", "-io", "+memory"},   {"io memory\n", "io", "-memory", "+memory"},
+        {"io memory\n", "", "-io -memory", "+memory"},
+    };
+    for (const auto& [offered, before, after, last] : rows) {
+        Write(dir_ + "cgroup.controllers", offered), Write(dir_ + "cgroup.subtree_control", before);
         auto groups = IoGroups::Create(*guardian, {{8, 0, "sda"}}, text_, dir_);
         // The kernel's part: a group's files are there with the group.
         EXPECT_EQ(groups->Move(1, "x"), ENOENT);
-        Write(parent + "/cgroup.subtree_control", "");
+        Write(parent + "/cgroup.subtree_control", ""), Write(parent + "/cgroup.controllers", offered);
         EXPECT_EQ(groups->Limit("x", 1000, std::nullopt), ENOENT);
         Write(parent + "/x/io.max", ""), Write(parent + "/x/cgroup.procs", ""), Write(dir_ + "cgroup.procs", "");
         EXPECT_EQ(groups->Limit("x", 1000, std::nullopt) + groups->Move(42, "x") + groups->Release(43), 0);
         EXPECT_EQ(Read(parent + "/x/io.max") + Read(parent + "/x/cgroup.procs"), "8:0 rbps=1000 wbps=max42");
         EXPECT_EQ(Read(dir_ + "cgroup.procs"), "43");
-        EXPECT_EQ(Read(parent + "/cgroup.subtree_control"), "+io");
+        EXPECT_EQ(Read(parent + "/cgroup.subtree_control"), last);
         EXPECT_EQ(groups->Move(1, "../x") + groups->Limit("x", 0, 1), 2 * EINVAL);
         fs::remove_all(parent), groups.reset();
         EXPECT_EQ(Read(dir_ + "cgroup.subtree_control"), after);
