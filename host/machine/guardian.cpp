@@ -149,7 +149,7 @@ std::string Guardian::RemoveGroup(const std::string& folder) {
     if (list_.Find(folder) == nullptr) {
         return "";
     }
-    if (const int error = RemoveGroupFolder(folder); error != 0) {
+    if (const int error = RemoveGroupFolder(folder, Patience::A_MINUTE); error != 0) {
         return "cannot remove the group " + folder + Advice(error);
     }
     Ask(GuardianRequest::FORGET, ChangeKind::GROUP, folder);

@@ -15,7 +15,7 @@ namespace ZYRA::Host {
 
 // Changes of the machine that are undone whatever becomes of the host. A small process, which is forked from the host
 // and outlives it, knows of each change before it is made. When the host destroys the Guardian, exits or is killed, the
-// process undoes what is left, newest first: settings are written back, control groups are emptied and removed.
+// process undoes what is left: settings are written back, control groups are emptied and removed.
 //
 // Paths are absolute, and lead to the same in the sandbox as on the machine. The operations answer with nothing on
 // success, and on failure with one line that says what failed and what to do. After the guardian's process has died

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <filesystem>
 #include <sstream>
 #include <utility>
@@ -23,6 +24,7 @@ namespace fs = std::filesystem;
 
 // Members may start others while they are moved, and one that ends is a member until it is gone, for which it may have
 // to wait for the disk: a minute and not for ever, in rounds that grow longer.
+constexpr int MIN_ROUNDS = 2;
 constexpr int SHORT_ROUNDS = 1000;
 constexpr int SHORT_ROUND_MS = 1;
 constexpr int MAX_ROUNDS = SHORT_ROUNDS + 600;
@@ -62,12 +64,12 @@ void MoveMembersUp(const fs::path& group) {
     }
 }
 
-int Undo(const UndoNote& note) {
+int Undo(const UndoNote& note, Patience patience) {
     switch (note.kind) {
         case ChangeKind::SETTING:
             return WriteSetting(note.file.Get(), note.original);
         case ChangeKind::GROUP:
-            return RemoveGroupFolder(note.path);
+            return RemoveGroupFolder(note.path, patience);
     }
     return EINVAL;
 }
@@ -92,8 +94,9 @@ int WriteSetting(int file, const std::string& content) {
     return static_cast<size_t>(size) == content.size() ? 0 : EIO;
 }
 
-int RemoveGroupFolder(const std::string& folder) {
-    for (int round = 0; round < MAX_ROUNDS; ++round) {
+int RemoveGroupFolder(const std::string& folder, Patience patience) {
+    const int rounds = patience == Patience::A_MOMENT ? MIN_ROUNDS : MAX_ROUNDS;
+    for (int round = 0; round < rounds; ++round) {
         if (rmdir(folder.c_str()) == 0 || errno == ENOENT) {
             return 0;
         }
@@ -123,9 +126,15 @@ void UndoList::Forget(const std::string& path) {
 }
 
 std::vector<std::string> UndoList::UndoAll() {
+    // Controllers that are handed down to a group cannot be taken back before it is gone, and are left with it.
+    for (size_t index = notes_.size(); index-- > 0;) {
+        if (Undo(notes_[index], Patience::A_MOMENT) == 0) {
+            notes_.erase(notes_.begin() + static_cast<std::ptrdiff_t>(index));
+        }
+    }
     std::vector<std::string> failed;
     for (; !notes_.empty(); notes_.pop_back()) {
-        if (Undo(notes_.back()) != 0) {
+        if (Undo(notes_.back(), Patience::A_MINUTE) != 0) {
             failed.push_back(notes_.back().path);
         }
     }

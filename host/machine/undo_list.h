@@ -28,9 +28,12 @@ int OpenSetting(const std::string& path, UniqueFd& file, std::string& content);
 // Writes in one write(2), in place of what was there.
 int WriteSetting(int file, const std::string& content);
 
+// How long a group that does not become empty is waited for.
+enum class Patience { A_MOMENT, A_MINUTE };
+
 // Moves the members of a control group to the nearest group above it that takes them (with some controllers only the
 // hierarchy's root does), and removes it. A group that is gone is removed. EBUSY where it does not become empty.
-int RemoveGroupFolder(const std::string& folder);
+int RemoveGroupFolder(const std::string& folder, Patience patience);
 
 class UndoList {
 public:
@@ -39,7 +42,8 @@ public:
     void Add(UndoNote note);
     void Forget(const std::string& path);
 
-    // Undoes everything, newest first, and forgets it. What fails is left out, and its paths are returned.
+    // Undoes everything and forgets it: first what can be undone at once, newest first, then what is left, with
+    // patience. What fails is left out, and its paths are returned.
     std::vector<std::string> UndoAll();
 
 private:

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -7,6 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <sstream>
 
@@ -73,7 +75,8 @@ protected:
     }
 
     // Runs a host until a signal ends it, then waits for its guardian, the next child to end.
-    void RunUntilKilled(auto body) {
+    void RunUntilKilled(
+        auto body, const std::function<void()>& meanwhile = [] {}) {
         const pid_t host = fork();
         if (host == 0) {
             body(*Start().release());
@@ -81,6 +84,7 @@ protected:
         }
         int status = -1;
         EXPECT_TRUE(waitpid(host, &status, 0) == host && WIFSIGNALED(status) && WTERMSIG(status) != SIGABRT);
+        meanwhile();
         EXPECT_TRUE(wait(&status) > 0 && status == 0);
     }
 
@@ -125,6 +129,24 @@ TEST_F(MachineTest, HostsKeepOutOfEachOthersWayAlsoWithoutTheirGuardians) {
     Write(dir_ + "g/stray", "");
     EXPECT_EQ(first->Finish(), "cannot undo the change of " + dir_ + "g");
     EXPECT_EQ(Play(*second, "=a1"), "199g");
+}
+
+// (a) The host dies while its newest group, which is mounted upon, does not go; (b) what older changes have set is
+// written back meanwhile; (c) once the newest group goes, so does the one above it.
+TEST_F(MachineTest, SettingsDoNotWaitForAGroupThatStays) {
+    const std::string group = dir_ + "g/x";
+    RunUntilKilled(
+        [&](Guardian& guardian) {
+            Play(guardian, "=a0 +g =b0 +g/x");
+            EXPECT_EQ(mount("none", group.c_str(), "tmpfs", 0, nullptr), 0);
+        },
+        [&] {
+            while (Read(dir_ + "a") + Read(dir_ + "b") != "99") {
+                usleep(1000);
+            }
+            EXPECT_EQ(umount(group.c_str()), 0);
+        });
+    EXPECT_EQ(Play(*Start(), ""), "999");
 }
 
 TEST_F(MachineTest, IoGroupsOfVersionTwoWriteIoMax) {
