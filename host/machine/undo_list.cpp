@@ -134,8 +134,11 @@ std::vector<std::string> UndoList::UndoAll() {
     }
     std::vector<std::string> failed;
     for (; !notes_.empty(); notes_.pop_back()) {
-        if (Undo(notes_.back(), Patience::A_MINUTE) != 0) {
-            failed.push_back(notes_.back().path);
+        const UndoNote& note = notes_.back();
+        const int error = Undo(note, Patience::A_MINUTE);
+        const bool isInUse = note.kind == ChangeKind::SETTING && error == EBUSY;
+        if (error != 0 && !isInUse) {
+            failed.push_back(note.path);
         }
     }
     return failed;

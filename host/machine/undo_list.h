@@ -43,7 +43,8 @@ public:
     void Forget(const std::string& path);
 
     // Undoes everything and forgets it: first what can be undone at once, newest first, then what is left, with
-    // patience. What fails is left out, and its paths are returned.
+    // patience. What fails is left out, and its paths are returned, save for a setting that is in use
+    // (EBUSY): it stays as it is for somebody else, or for a group that has failed.
     std::vector<std::string> UndoAll();
 
 private:
