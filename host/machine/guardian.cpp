@@ -159,11 +159,13 @@ std::string Guardian::RemoveGroup(const std::string& folder) {
 
 std::string Guardian::Finish() {
     MutexLock lock(mutex_);
-    const bool isFirst = socket_.Valid();
-    socket_.Reset();
-    if (!isFirst || getpid() != owner_) {
+    if (!socket_.Valid() || getpid() != owner_) {
+        socket_.Reset();
         return "";
     }
+    // Also where a forked child still holds the socket.
+    shutdown(socket_.Get(), SHUT_RDWR);
+    socket_.Reset();
     int status = -1;
     const pid_t ended = RetryOnEintr([&] { return waitpid(pid_, &status, 0); });
     if (ended == pid_ && status == 0) {

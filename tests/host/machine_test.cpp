@@ -131,6 +131,18 @@ TEST_F(MachineTest, HostsKeepOutOfEachOthersWayAlsoWithoutTheirGuardians) {
     EXPECT_EQ(Play(*second, "=a1"), "199g");
 }
 
+// (a) A child of the host holds what the host held; (b) the guardian and then the host find a setting and a group that
+// refuse; (c) the host does not wait for the child, tells both, and has undone the rest.
+TEST_F(MachineTest, WhatCannotBeUndoneIsTold) {
+    const auto guardian = Start();
+    const std::string setting = "/proc/self/coredump_filter";
+    EXPECT_EQ(guardian->ChangeSetting(setting, "1", "refused"), "");
+    EXPECT_EQ(Play(*guardian, "=a0 +g =b0 f0"), "009g");
+    Write(dir_ + "g/stray", "");
+    EXPECT_EQ(guardian->Finish(), "cannot undo the change of " + dir_ + "g, " + setting);
+    EXPECT_EQ(Play(*guardian, ""), "999g");
+}
+
 // (a) The host dies while its newest group, which is mounted upon, does not go; (b) what older changes have set is
 // written back meanwhile; (c) once the newest group goes, so does the one above it.
 TEST_F(MachineTest, SettingsDoNotWaitForAGroupThatStays) {
