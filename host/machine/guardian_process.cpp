@@ -125,7 +125,8 @@ void RunGuardian(int socket, pid_t host) {
         const int kept = Detach(socket);
         // Without one, on an old kernel, the end of the socket alone tells; poll(2) leaves out a descriptor of -1.
         const int watched = static_cast<int>(syscall(SYS_pidfd_open, host, 0));
-        const bool isGone = watched < 0 && errno == ESRCH;
+        // Its number may be another process's then.
+        const bool isGone = getppid() != host;
         UndoList list;
         try {
             if (!isGone) {
