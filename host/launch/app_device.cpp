@@ -54,9 +54,15 @@ nlohmann::json ProcessPatch(const std::map<pid_t, nlohmann::json>& processes) {
     return {{"processes", patch}};
 }
 
-bool IsWrite(const JournalFact& fact, const std::string& file, const std::string& content) {
+// The workingset's monitors, and the limits.
+constexpr const char* MONITORS = "/dev/workingset/monitor";
+constexpr const char* LIMITS = "/dev/iolimit/";
+
+// Of a file anywhere below the folders whose paths begin so.
+bool IsWrite(const JournalFact& fact, const char* folders, const char* file, const std::string& content) {
     const auto* const write = std::get_if<FileWriteEntry>(&fact);
-    return write != nullptr && write->IsAccepted() && write->path.ends_with(file) && write->content == content;
+    return write != nullptr && write->IsAccepted() && write->path.starts_with(folders) && write->path.ends_with(file) &&
+           write->content == content;
 }
 
 }  // namespace
@@ -139,7 +145,8 @@ std::string AppDevice::AwaitReady(pid_t pid) {
         if (bind != nullptr && bind->pid == pid) {
             isCollected = bind->recordState != RecordStateText(RecordState::UPTODATE);
         }
-        return isCollected ? IsWrite(fact, "/cgroup.procs", number) : IsWrite(fact, "/workingset.state", "INWORKING");
+        return isCollected ? IsWrite(fact, MONITORS, "/cgroup.procs", number)
+                           : IsWrite(fact, MONITORS, "/workingset.state", "INWORKING");
     });
     return isReady ? "" : "the plugin did not take up the start of process " + number;
 }
@@ -178,7 +185,7 @@ void AppDevice::SetBackground(const std::vector<pid_t>& pids) {
 void AppDevice::AwaitLift() {
     if (std::exchange(isLimiting_, false)) {
         watch_.AwaitFact(END_TIMEOUT_MS,
-                         [](const JournalFact& fact) { return IsWrite(fact, "heavyio/iolimit.offon", "0"); });
+                         [](const JournalFact& fact) { return IsWrite(fact, LIMITS, "heavyio/iolimit.offon", "0"); });
     }
 }
 
