@@ -120,8 +120,7 @@ ExitCode LaunchCommand::Run() {
             writer.emplace(*journal.file);
         }
         const SinkRegistration writing(writer ? &*writer : nullptr);
-        LaunchRunner runner(*machine, plan,
-                            [&](const std::string& text) { progress.Show(program_.front() + ": " + text); });
+        LaunchRunner runner(*machine, plan, progress);
         error = runner.Run(result);
     }
     progress.Clear();

@@ -33,8 +33,8 @@ std::optional<uint64_t> Grown(const std::optional<uint64_t>& before, const std::
 
 }  // namespace
 
-LaunchRunner::LaunchRunner(LaunchMachine& machine, const LaunchPlan& plan, Progress progress)
-    : machine_(machine), plan_(plan), progress_(std::move(progress)) {}
+LaunchRunner::LaunchRunner(LaunchMachine& machine, const LaunchPlan& plan, ProgressLine& progress)
+    : machine_(machine), plan_(plan), progress_(progress) {}
 
 std::string LaunchRunner::Run(LaunchResult& result) {
     result_.command = plan_.program.arguments;
@@ -50,6 +50,10 @@ std::string LaunchRunner::Run(LaunchResult& result) {
     }
     result = std::move(result_);
     return error;
+}
+
+void LaunchRunner::Show(const std::string& step) {
+    progress_.Show(plan_.program.arguments.front() + ": " + step);
 }
 
 std::string LaunchRunner::Prepare() {
@@ -78,7 +82,7 @@ std::string LaunchRunner::RunInTurn() {
 
 std::string LaunchRunner::RunBusy() {
     std::string error;
-    progress_("making files for the readers");
+    Show("making files for the readers");
     const auto enter = [this] { return machine_.EnterInChild(); };
     readers_ = BackgroundReaders::Start({.count = plan_.readers}, enter, error);
     if (readers_ == nullptr) {
@@ -123,7 +127,7 @@ bool LaunchRunner::HasRecord(std::string& error) {
 }
 
 std::string LaunchRunner::Start(StartKind kind, Part part) {
-    progress_(StartLabel(kind));
+    Show(StartLabel(kind));
     std::string error;
     auto output = ProgramOutput::Create();
     if (output == nullptr) {
@@ -203,9 +207,16 @@ std::string LaunchRunner::NoteOutput(std::unique_ptr<ProgramOutput> output) {
         return "";
     }
     output_ = std::move(output);
-    return output_->PassThrough(plan_.outputFd)
-               ? ""
-               : std::string("cannot write what the program wrote: ") + std::strerror(errno);
+    progress_.Clear();
+    if (!output_->PassThrough(plan_.outputFd)) {
+        return std::string("cannot write what the program wrote: ") + std::strerror(errno);
+    }
+    std::string shown = isatty(plan_.outputFd) == 1 ? output_->Text(OutputStream::OUT) : "";
+    shown += output_->Text(OutputStream::ERR);
+    if (!shown.empty() && shown.back() != '\n') {
+        progress_.EndLine();
+    }
+    return "";
 }
 
 void LaunchRunner::TellRecord() {

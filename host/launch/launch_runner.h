@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +15,7 @@
 #include "host/launch/launch_result.h"
 #include "host/launch/program_command.h"
 #include "host/launch/program_output.h"
+#include "host/launch/progress_line.h"
 
 namespace ZYRA::Host {
 
@@ -38,10 +38,8 @@ struct LaunchPlan {
 // until the program has ended: what the plugin needs to get ready for the process is part of it.
 class LaunchRunner {
 public:
-    using Progress = std::function<void(const std::string&)>;
-
-    // `machine` must outlive the object. REQUIRES: inside the sandbox, one thread.
-    LaunchRunner(LaunchMachine& machine, const LaunchPlan& plan, Progress progress);
+    // `machine` and `progress` must outlive the object. REQUIRES: inside the sandbox, one thread.
+    LaunchRunner(LaunchMachine& machine, const LaunchPlan& plan, ProgressLine& progress);
 
     // Returns "" and the result, or one line.
     std::string Run(LaunchResult& result);
@@ -50,6 +48,7 @@ private:
     // How the plugin takes part in a start. A program that it collects is held until it is listened to.
     enum class Part { NONE, PREREADS, COLLECTS };
 
+    void Show(const std::string& step);
     std::string Prepare();
     std::string RunInTurn();
     std::string RunBusy();
@@ -65,7 +64,7 @@ private:
 
     LaunchMachine& machine_;
     const LaunchPlan plan_;
-    const Progress progress_;
+    ProgressLine& progress_;
     ColdStart coldStart_;
     std::unique_ptr<AppDevice> device_;
     std::unique_ptr<BackgroundReaders> readers_;

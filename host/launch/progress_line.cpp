@@ -54,6 +54,12 @@ void ProgressLine::Show(const std::string& text) {
     columns_ = columns;
 }
 
+void ProgressLine::EndLine() const {
+    if (isShown_) {
+        Write("\n");
+    }
+}
+
 void ProgressLine::Clear() {
     if (columns_ > 0) {
         Show("");

@@ -20,6 +20,8 @@ public:
     // One line; what is wider than the terminal is cut.
     void Show(const std::string& text);
     void Clear();
+    // Other output has left the terminal within a line.
+    void EndLine() const;
 
 private:
     size_t Width() const;

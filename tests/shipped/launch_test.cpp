@@ -2,6 +2,7 @@
 // and make control groups meanwhile.
 
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/prctl.h>
 
 #include <algorithm>
@@ -216,6 +217,43 @@ TEST_F(LaunchedTest, AKilledHostLeavesTheMachineAsItWas) {
         }
         EXPECT_EQ(Difference(before, Look()), "") << stage;
     }
+}
+
+// What a terminal shows of the text, without blanks at the ends of lines.
+std::string Shown(const std::string& text) {
+    std::string shown;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        std::string cells;
+        size_t column = 0;
+        for (const char sign : line) {
+            if (sign == '\r' || sign == '\b') {
+                column = sign == '\r' ? 0 : column - 1;
+            } else {
+                cells.resize(std::max(cells.size(), column + 1), ' ');
+                cells[column++] = sign;
+            }
+        }
+        shown += cells.substr(0, cells.find_last_not_of(' ') + 1) + '\n';
+    }
+    return shown;
+}
+
+TEST_F(LaunchedTest, OnATerminalTheProgressLeavesTheProgramsOutputAlone) {
+    int terminal = -1;
+    if (forkpty(&terminal, nullptr, nullptr, nullptr) == 0) {
+        execl(HOST_BINARY, HOST_BINARY, "launch", "-n", "1", "--", "printf", "last", nullptr);
+        _exit(127);
+    }
+    std::string text;
+    char chunk[4096];
+    for (ssize_t length = 0; (length = read(terminal, chunk, sizeof(chunk))) > 0;) {
+        text.append(chunk, static_cast<size_t>(length));
+    }
+    close(terminal);
+    wait(nullptr);
+    EXPECT_NE(text.find("printf: cold with preread"), std::string::npos) << text;
+    EXPECT_EQ(Shown(text).find("last\nprintf last\n"), 0U) << text;
 }
 
 TEST_F(LaunchedTest, OutputThatCannotBePassedOnIsAFailedRun) {
