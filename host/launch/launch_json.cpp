@@ -33,7 +33,6 @@ OrderedJson OptionsJson(const LaunchOptions& options) {
     return {{"runs", options.runs},
             {"headStartUs", options.headStartUs},
             {"recordMode", options.recordMode},
-            {"readAheadBytes", OrNull(options.readAheadBytes)},
             {"readers", options.readers}};
 }
 

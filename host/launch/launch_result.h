@@ -56,7 +56,6 @@ struct LaunchOptions {
     uint64_t runs = 0;  // Starts of each kind but RECORDING.
     int64_t headStartUs = 0;
     std::string recordMode;
-    std::optional<uint64_t> readAheadBytes;  // Nothing: as the machine has it.
     uint64_t readers = 0;
 };
 

@@ -16,7 +16,6 @@ namespace {
 constexpr size_t MOST_COLUMNS = 110;
 constexpr double US_PER_MS = 1000;
 constexpr double BYTES_PER_MB = 1e6;
-constexpr double BYTES_PER_KIB = 1024;
 constexpr double PERCENT = 100;
 
 std::string Ms(int64_t us) {
@@ -68,11 +67,9 @@ std::string CommandText(const std::vector<std::string>& command) {
 }
 
 std::string OptionsText(const LaunchOptions& options) {
-    std::string text = fmt::format("{} each in turn, head start {:g} ms, record {}", Counted(options.runs, "start"),
-                                   static_cast<double>(options.headStartUs) / US_PER_MS, Printable(options.recordMode));
-    if (options.readAheadBytes) {
-        text += fmt::format(", read-ahead {:g} KiB", static_cast<double>(*options.readAheadBytes) / BYTES_PER_KIB);
-    }
+    const std::string text =
+        fmt::format("{} each in turn, head start {:g} ms, record {}", Counted(options.runs, "start"),
+                    static_cast<double>(options.headStartUs) / US_PER_MS, Printable(options.recordMode));
     return options.readers == 0 ? text : text + ", " + Counted(options.readers, "background reader");
 }
 

@@ -132,7 +132,7 @@ TEST(LaunchTest, ReadersReadUntilTheyArePausedOrGone) {
 TEST(LaunchTest, TableAndJsonTellTheResult) {
     LaunchResult result;
     result.command = {"clang-tidy", "--version", "a b"};
-    result.options = {3, 0, "exact", 128 << 10, 2};
+    result.options = {3, 0, "exact", 2};
     result.starts = {{StartKind::COLD, {{330200, 191000000, 0}, {301000, 190000000, 0}, {309100, 192000000, 0}}},
                      {StartKind::RECORDING, {{512000, std::nullopt, 256}}},
                      {StartKind::PREREAD, {{80000, 41000000, 0}, {90000, 41000000, 0}}},
@@ -141,7 +141,7 @@ TEST(LaunchTest, TableAndJsonTellTheResult) {
     result.record = LaunchRecord{6, 95, 371000, 2410, 9501, 295, 38};
     result.isOutputSame = true;
     EXPECT_EQ(LaunchTable(result), R"(clang-tidy --version "a b"
-  3 starts each in turn, head start 0 ms, record exact, read-ahead 128 KiB, 2 background readers
+  3 starts each in turn, head start 0 ms, record exact, 2 background readers
                        median    min    max  read from disk
   cold               309.1 ms  301.0  330.2        191.0 MB
   recording          512.0 ms                             -
