@@ -7,7 +7,7 @@
 namespace ZYRA::Host {
 
 // What makes the groups of the IO-limit facility hold for real processes. Called by the model under its lock, so never
-// twice at once; an implementation must not call the model.
+// twice at once; an implementation must not call the model. It may carry out later what it has not refused.
 class IoLimiter {
 public:
     virtual ~IoLimiter() = default;

@@ -18,9 +18,8 @@ namespace ZYRA::Host {
 //   iolimit.offon         takes "0" or "1": whether the limits of the group hold. Shows it with a line end.
 //   iolimit.read_limit,   take a number of bytes a second above 0, or "max" for no limit, which stands there at first.
 //   iolimit.write_limit   Show it with a line end.
-// A write that is none of these is refused with EINVAL and changes nothing; with a limiter, so is one that the limiter
-// cannot carry out, with its errno. A process that was never put anywhere is in
-// no group, one that ends leaves its group. Thread-safe.
+// A write that is none of these is refused with EINVAL and changes nothing; so is one that a limiter refuses, with its
+// errno. A process that was never put anywhere is in no group, one that ends leaves its group. Thread-safe.
 class IolimitModel final : public ControlFiles {
 public:
     // `limiter`, if there is one, must outlive the model. Without one nothing is slowed down.

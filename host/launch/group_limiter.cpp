@@ -46,7 +46,7 @@ int GroupLimiter::Move(int32_t pid, const std::string& group) {
     if (limits_[group].isReal || moved_.contains(pid)) {
         QueueMove(pid, group);
     } else {
-        ProvideIfNeeded(group);
+        Provide(group);
     }
     return 0;
 }
@@ -70,19 +70,15 @@ int GroupLimiter::Limit(const std::string& group, std::optional<uint64_t> readBp
     Limits& limits = limits_[group];
     limits.readBps = readBps;
     limits.writeBps = writeBps;
-    if (limits.isReal) {
-        QueueLimit(group);
-    } else {
-        ProvideIfNeeded(group);
-    }
+    Provide(group);
     return 0;
 }
 
-void GroupLimiter::ProvideIfNeeded(const std::string& group) {
+void GroupLimiter::Provide(const std::string& group) {
     Limits& limits = limits_[group];
     const bool hasMember =
         std::any_of(wanted_.begin(), wanted_.end(), [&group](const auto& process) { return process.second == group; });
-    if (!hasMember || (!limits.readBps && !limits.writeBps)) {
+    if (!limits.isReal && (!hasMember || (!limits.readBps && !limits.writeBps))) {
         return;
     }
     limits.isReal = true;
@@ -111,8 +107,15 @@ void GroupLimiter::QueueMove(int32_t pid, const std::string& group) {
     queue_->Submit(
         [this, pid, group] {
             const int error = groups_.Move(pid, group);
-            // It may have ended meanwhile.
-            Note("move process " + std::to_string(pid) + " to " + group, error == ESRCH ? 0 : error);
+            if (error == 0 || error == ESRCH) {
+                // It may have ended meanwhile.
+                return;
+            }
+            Note("move process " + std::to_string(pid) + " to " + group, error);
+            MutexLock lock(mutex_);
+            if (const auto moved = moved_.find(pid); moved != moved_.end() && moved->second == group) {
+                moved->second.clear();
+            }
         },
         "move", 0);
 }

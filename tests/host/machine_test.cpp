@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <sstream>
+#include <thread>
 
 #include "host/kernel/iolimit_model.h"
 #include "host/launch/group_limiter.h"
@@ -227,6 +228,32 @@ TEST_F(MachineTest, RealIoGroupsHoldTheProcessesOfTheDeviceOnly) {
         EXPECT_EQ(Read("/proc/" + member + "/cgroup").find("/iosched-") == std::string::npos, isForgotten);
     }
     EXPECT_EQ(groups->Release(0) + groups->Release(INT32_MAX), 2 * ESRCH);
+}
+
+// What is refused is told once, and what was not moved is with the next limit.
+TEST_F(MachineTest, RefusedMoveIsTriedAgain) {
+    const auto guardian = Start();
+    Write(dir_ + "cgroup.controllers", "io"), Write(dir_ + "cgroup.subtree_control", "io");
+    const auto groups = IoGroups::Create(*guardian, {{8, 0, "sda"}}, text_, dir_);
+    const std::string parent = dir_ + "iosched-" + std::to_string(getpid());
+    const std::string pid = std::to_string(getpid());
+    Write(parent + "/cgroup.subtree_control", "");
+    GroupLimiter limiter(*groups);
+    IolimitModel model(&limiter);
+    EXPECT_EQ(model.Write("iocontrol/iolimit.read_limit", "9") + model.Write("iocontrol/cgroup.procs", pid), 0);
+    for (const char* text : {"1", "0", "1"}) {
+        EXPECT_EQ(model.Write("iocontrol/iolimit.offon", text), 0);
+    }
+    while (limiter.Notes().size() < 2) {
+        std::this_thread::yield();
+    }
+    const auto notes = limiter.Notes();
+    Write(parent + "/iocontrol/io.max", ""), Write(parent + "/iocontrol/cgroup.procs", "");
+    while (Read(parent + "/iocontrol/cgroup.procs") != pid) {
+        EXPECT_EQ(model.Write("iocontrol/iolimit.offon", "1"), 0);
+    }
+    EXPECT_EQ(limiter.Notes(), notes);
+    fs::remove_all(parent);
 }
 
 TEST_F(MachineTest, ViewReachesTheMachineFromInsideTheSandbox) {
