@@ -17,6 +17,7 @@
 #include "host/launch/progress_line.h"
 #include "host/replay/journal_writer.h"
 #include "host/replay/plugin_library.h"
+#include "host/replay/printable.h"
 #include "host/replay/sink_registration.h"
 #include "host/sandbox/sandbox.h"
 #include "platform/file_util.h"
@@ -96,12 +97,13 @@ ExitCode LaunchCommand::Run() {
     if (!dataFolder_.empty() && !FolderToRealPath(dataFolder_, sandbox.dataDir)) {
         return Fail(EXIT_BAD_INPUT, FileError(dataFolder_).Text());
     }
-    WantedFile json{jsonFile_};
+    WantedResult json(jsonFile_);
+    if (!json.Prepare()) {
+        return Fail(EXIT_BAD_INPUT, FileError(jsonFile_).Text());
+    }
     WantedFile journal{journalFile_};
-    for (WantedFile* wanted : {&json, &journal}) {
-        if (!wanted->Create()) {
-            return Fail(EXIT_BAD_INPUT, FileError(wanted->path).Text());
-        }
+    if (!journal.Create()) {
+        return Fail(EXIT_BAD_INPUT, FileError(journalFile_).Text());
     }
 
     plan.outputFd = json.IsStandardOutput() ? STDERR_FILENO : STDOUT_FILENO;
@@ -130,15 +132,16 @@ ExitCode LaunchCommand::Run() {
         return Fail(EXIT_RUN_FAILED, leftOver.empty() ? what : what + "; " + leftOver);
     };
     if (!error.empty()) {
-        return fail("iosched-host launch: " + error);
+        const ExitCode code = fail("iosched-host launch: " + error);
+        for (const std::string& note : result.notes) {
+            Fail(code, "iosched-host launch: note: " + Printable(note));
+        }
+        return code;
     }
     if (const int failure = journal.Finish(); failure != 0) {
         return fail(journalFile_ + ": " + std::strerror(failure));
     }
-    if (json.file != nullptr) {
-        json.file->Write(LaunchJson(result));
-    }
-    if (const int failure = json.Finish(); failure != 0) {
+    if (const int failure = json.Write(LaunchJson(result)); failure != 0) {
         return fail(jsonFile_ + ": " + std::strerror(failure));
     }
     std::FILE* const stream = json.IsStandardOutput() ? stderr : stdout;

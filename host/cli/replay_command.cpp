@@ -150,14 +150,15 @@ ExitCode ReplayCommand::Run() {
         return Fail(EXIT_BAD_INPUT, FileError(dataFolder_).Text());
     }
     WantedFile journal{journalFile_};
-    WantedFile json{jsonFile_};
+    WantedResult json(jsonFile_);
     if (journal.IsStandardOutput() && json.IsStandardOutput()) {
         return Fail(EXIT_BAD_INPUT, "iosched-host: --journal and --json cannot both go to standard output");
     }
-    for (WantedFile* wanted : {&journal, &json}) {
-        if (!wanted->Create()) {
-            return Fail(EXIT_BAD_INPUT, FileError(wanted->path).Text());
-        }
+    if (!json.Prepare()) {
+        return Fail(EXIT_BAD_INPUT, FileError(jsonFile_).Text());
+    }
+    if (!journal.Create()) {
+        return Fail(EXIT_BAD_INPUT, FileError(journalFile_).Text());
     }
 
     if (const auto refusal = EnterSandbox(sandbox); refusal) {
@@ -172,10 +173,7 @@ ExitCode ReplayCommand::Run() {
     if (findings.result.outcome != ReplayOutcome::DONE) {
         return Fail(ExitCodeOf(findings.result.outcome), findings.result.error);
     }
-    if (json.file != nullptr) {
-        json.file->Write(SummaryJson(findings));
-    }
-    if (const int failure = json.Finish(); failure != 0) {
+    if (const int failure = json.IsWanted() ? json.Write(SummaryJson(findings)) : 0; failure != 0) {
         return Fail(EXIT_RUN_FAILED, jsonFile_ + ": " + std::strerror(failure));
     }
     std::FILE* const stream = journal.IsStandardOutput() || json.IsStandardOutput() ? stderr : stdout;

@@ -1,14 +1,24 @@
 #include "host/cli/wanted_file.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "platform/file_util.h"
 
 namespace ZYRA::Host {
+
+namespace {
+
+constexpr mode_t FILE_MODE = 0666;
+
+}  // namespace
 
 ExitCode Fail(ExitCode code, const std::string& line) {
     std::fprintf(stderr, "%s\n", line.c_str());
@@ -29,6 +39,43 @@ bool FolderToRealPath(const std::string& folder, std::string& realPath) {
         return false;
     }
     return true;
+}
+
+bool WantedResult::Prepare() {
+    if (!IsWanted()) {
+        return true;
+    }
+    file_.Reset(IsStandardOutput() ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
+                                   : open(path_.c_str(), O_WRONLY | O_CLOEXEC));
+    if (file_.Valid() || errno != ENOENT) {
+        return file_.Valid();
+    }
+    const std::filesystem::path path = path_;
+    name_ = path.filename();
+    folder_.Reset(open(path.has_parent_path() ? path.parent_path().c_str() : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!folder_.Valid()) {
+        return false;
+    }
+    const UniqueFd attempt(openat(folder_.Get(), name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, FILE_MODE));
+    return attempt.Valid() && unlinkat(folder_.Get(), name_.c_str(), 0) == 0;
+}
+
+int WantedResult::Write(std::string_view text) {
+    if (!IsWanted()) {
+        return 0;
+    }
+    if (folder_.Valid()) {
+        file_.Reset(openat(folder_.Get(), name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, FILE_MODE));
+        if (!file_.Valid()) {
+            return errno;
+        }
+    } else if (!IsStandardOutput() && ftruncate(file_.Get(), 0) != 0 && errno != EINVAL) {
+        // Devices and pipes have no length.
+        return errno;
+    }
+    OutputFile output(std::move(file_));
+    output.Write(text);
+    return output.Finish();
 }
 
 }  // namespace ZYRA::Host

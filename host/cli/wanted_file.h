@@ -2,10 +2,12 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "host/cli/exit_code.h"
 #include "host/replay/output_file.h"
 #include "host/replay/scenario.h"
+#include "host/runtime/unique_fd.h"
 
 namespace ZYRA::Host {
 
@@ -30,6 +32,28 @@ struct WantedFile {
     bool IsStandardOutput() const { return path == OutputFile::STANDARD_OUTPUT; }
     // Returns 0, or the errno of the first write that failed.
     int Finish() { return file == nullptr ? 0 : file->Finish(); }
+};
+
+// A file that was asked for, or none, and is written at the end of the run, all at once: a run that ends before leaves
+// it as it was.
+class WantedResult {
+public:
+    // `path` must outlive the object.
+    explicit WantedResult(const std::string& path) : path_(path) {}
+
+    // Whether it can be written, with errno set if not; before the sandbox, where the path may lead elsewhere.
+    bool Prepare();
+    bool IsWanted() const { return !path_.empty(); }
+    bool IsStandardOutput() const { return path_ == OutputFile::STANDARD_OUTPUT; }
+    // Returns 0 or an errno. REQUIRES: called once, after Prepare has returned true.
+    int Write(std::string_view text);
+
+private:
+    const std::string& path_;
+    UniqueFd file_;
+    // Of a file that is not there yet.
+    UniqueFd folder_;
+    std::string name_;
 };
 
 }  // namespace ZYRA::Host

@@ -45,6 +45,11 @@ std::string LaunchRunner::Run(LaunchResult& result) {
     std::string error = Prepare();
     error = error.empty() ? RunInTurn() : error;
     error = error.empty() && plan_.readers != 0 ? RunBusy() : error;
+    if (device_ != nullptr) {
+        for (const std::string& note : device_->Notes()) {
+            result_.notes.push_back(note);
+        }
+    }
     if (error.empty()) {
         TellRecord();
     }
@@ -220,9 +225,6 @@ std::string LaunchRunner::NoteOutput(std::unique_ptr<ProgramOutput> output) {
 }
 
 void LaunchRunner::TellRecord() {
-    for (const std::string& note : device_->Notes()) {
-        result_.notes.push_back(note);
-    }
     const PrereadCounts counts = device_->Counts();
     result_.preread = counts;
     const auto record = device_->Pages().RecordOf(device_->Scene());

@@ -41,7 +41,7 @@ public:
     // `machine` and `progress` must outlive the object. REQUIRES: inside the sandbox, one thread.
     LaunchRunner(LaunchMachine& machine, const LaunchPlan& plan, ProgressLine& progress);
 
-    // Returns "" and the result, or one line.
+    // Returns "" and the result, or one line and what there is of it, among that the notes.
     std::string Run(LaunchResult& result);
 
 private:

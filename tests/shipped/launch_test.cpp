@@ -256,10 +256,28 @@ TEST_F(LaunchedTest, OnATerminalTheProgressLeavesTheProgramsOutputAlone) {
     EXPECT_EQ(Shown(text).find("last\nprintf last\n"), 0U) << text;
 }
 
-TEST_F(LaunchedTest, OutputThatCannotBePassedOnIsAFailedRun) {
-    const std::string said = folder_ / "said";
+// The program is gone after two starts; the one that is to be recorded fails.
+TEST_F(LaunchedTest, AFailedRunSaysWhyAndLeavesNoResult) {
+    const std::string said = folder_ / "said", result = folder_ / "result", data = folder_ / "data";
+    EXPECT_EQ(RunHost("launch --json /nowhere/x -- echo").output, "/nowhere/x: No such file or directory\n");
     EXPECT_EQ(RunHost("launch -n 1 -- echo x >/dev/full 2>" + said + "; exit $?").exitStatus, 1);
     EXPECT_EQ(Read(said), "iosched-host launch: cannot write what the program wrote: No space left on device\n");
+
+    const fs::path record = fs::path(data) / "service/el1/public/ressched/workingset/com.example.gone/com.example.gone";
+    fs::create_directories(record.parent_path());
+    std::ofstream(record) << "damaged";
+    for (const char* program : {"gone", "gone.again"}) {
+        Write(program, "#!/bin/sh\nmv $0.again $0 2>/dev/null || rm $0\n");
+        fs::permissions(folder_ / program, fs::perms::owner_all);
+    }
+    const Outcome failed =
+        RunHost("launch -n 1 --data " + data + " --json " + result + " -- " + (folder_ / "gone").string());
+    EXPECT_EQ(failed.exitStatus, 1);
+    EXPECT_TRUE(std::regex_match(failed.output, std::regex("iosched-host launch: cannot execute [^\n]*\n"
+                                                           "iosched-host launch: note: record of com.example.gone/"
+                                                           "com.example.gone counts as absent: [^\n]*\n")))
+        << failed.output;
+    EXPECT_FALSE(fs::exists(result));
 }
 
 TEST_F(LaunchedTest, WithoutRootItSaysSoInALine) {
