@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 
 #include <algorithm>
@@ -15,6 +17,7 @@
 #include <set>
 #include <sstream>
 #include <thread>
+#include <tuple>
 
 #include "host/machine/block_devices.h"
 #include "host/pages/page_events.h"
@@ -108,10 +111,14 @@ protected:
             GTEST_SKIP() << "needs root and the tracepoints of the page cache";
         }
     }
-    ~LaunchedTest() override { fs::remove(file_); }
+    ~LaunchedTest() override {
+        fs::remove(file_);
+        fs::remove_all(folderOnDisk_);
+    }
 
     // On the disk, 64 pages, with a short last line.
     const std::string file_ = "/var/tmp/launched-" + std::to_string(getpid());
+    const fs::path folderOnDisk_ = file_ + ".d";
 };
 
 // The program's child reads the last two pages of a file: (a) the table's numbers are all there, the program was
@@ -168,8 +175,85 @@ TEST_F(LaunchedTest, AProgramIsRecordedPrereadAndLeftAsItIs) {
     }
 }
 
-// Wherever the host is killed, its guardian, for whose end the test waits, has undone everything.
+// A copy with another number takes the place of a library: the record is older, what it holds of the other files is
+// still preread, and the start is recorded anew.
+TEST_F(LaunchedTest, ARecordFollowsALibraryThatIsReplaced) {
+    const std::string data = folder_ / "data", json = folder_ / "result.json", journal = folder_ / "journal.jsonl";
+    const fs::path library = folderOnDisk_ / "libc.so.6";
+    fs::create_directory(data);
+    fs::create_directory(folderOnDisk_);
+    const std::string maps = Read("/proc/self/maps");
+    std::smatch libc;
+    ASSERT_TRUE(std::regex_search(maps, libc, std::regex("/.*/libc\\.so\\.6")));
+    for (const auto& [recorded, prereads] : {std::pair("absent", 1), std::pair("older", 2)}) {
+        fs::copy_file(libc.str(), folderOnDisk_ / "copy");
+        fs::rename(folderOnDisk_ / "copy", library);
+        const std::string listed = RunHost("records " + data).output;
+        EXPECT_EQ(listed.find(" older") != std::string::npos, recorded == std::string("older")) << listed;
+        const Outcome launched = RunHost("launch -n 1 --data " + data + " --json " + json + " --journal " + journal +
+                                         " -- env LD_LIBRARY_PATH=" + folderOnDisk_.string() + " tail -n 1 " + file_);
+        EXPECT_EQ(launched.output.find("last\n"), 0U) << launched.output;
+        const auto result = nlohmann::json::parse(Read(json), nullptr, false);
+        ASSERT_TRUE(result.is_object()) << launched.output;
+        EXPECT_EQ(result["starts"]["recording"]["samples"].size(), 1U);
+        EXPECT_EQ(result["isOutputSame"], true);
+        EXPECT_EQ(result["preread"], nlohmann::json({{"succ", prereads}, {"fail", 0}}));
+        const std::string happened = Read(journal);
+        const size_t isBound = happened.find("\"recordState\":\"" + std::string(recorded));
+        EXPECT_EQ(happened.find("\"kind\":\"preread\"", isBound) < happened.find("\"kind\":\"record\"", isBound),
+                  prereads == 2);
+        const std::string told = RunHost("records " + data + " com.example.env/com.example.env").output;
+        EXPECT_TRUE(told.find(library.string() + "  ") != std::string::npos &&
+                    told.find("uptodate") != std::string::npos)
+            << told;
+    }
+}
+
+// The program tells the disks' read-ahead: in each start the same where no setting is changed. (a) The result is
+// written over a file that was longer; (b) what is not limited stays where it is; (c) the process comes later than the
+// touch by the head start.
+TEST_F(LaunchedTest, OptionsHold) {
+    const ReadAheads own = LookAtReadAheads();
+    std::string program = " -- cat";
+    std::for_each(own.begin(), own.end(), [&program](const auto& disk) { program += " " + disk.first; });
+    const std::set<std::string> usual = {"cold", "preread", "recording", "warm"};
+    const std::set<std::string> busy = {"busyCold", "busyPreread", "cold", "preread", "recording", "warm"};
+    const std::string journal = folder_ / "journal.jsonl";
+    for (const auto& [options, kinds, isSame, headStartUs] :
+         {std::tuple("--head-start 500", usual, !IsAnyAbove(own, 0), 500000),
+          std::tuple("--no-limit --background 1", busy, !IsAnyAbove(own, 0), 0),
+          std::tuple("--record passive", usual, true, 0)}) {
+        const std::string json = Write("result.json", std::string(1 << 16, 'x'));
+        const std::string files = " --json " + json + " --journal " + journal;
+        const Outcome launched = RunHost(std::string("launch -n 1 ") + options + files + program);
+        const auto result = nlohmann::json::parse(Read(json), nullptr, false);
+        ASSERT_TRUE(launched.exitStatus == 0 && result.is_object()) << launched.output;
+        std::set<std::string> made;
+        for (const auto& kind : result["starts"].items()) {
+            made.insert(kind.key());
+        }
+        EXPECT_EQ(made, kinds) << options;
+        EXPECT_EQ(result["isOutputSame"], isSame) << options;
+        EXPECT_EQ(result["options"]["headStartUs"], headStartUs);
+        EXPECT_EQ(Read(journal).find("iocontrol/cgroup.procs\",\"content"), std::string::npos) << options;
+        std::istringstream entries(Read(journal));
+        int64_t touchedUs = 0;
+        for (std::string line; std::getline(entries, line);) {
+            const auto entry = nlohmann::json::parse(line);
+            if (entry["kind"] == "bind" && entry["pid"] == 0) {
+                touchedUs = entry["t"];
+            } else if (entry["kind"] == "bind") {
+                EXPECT_EQ(entry["t"].get<int64_t>() - touchedUs > 250000, headStartUs != 0) << options << line;
+            }
+        }
+        EXPECT_GT(touchedUs, 0);
+    }
+}
+
+// Wherever the host is killed, its guardian, for whose end the test waits, has undone everything. Mounts are shared
+// with the test, unless the host keeps them to itself.
 TEST_F(LaunchedTest, AKilledHostLeavesTheMachineAsItWas) {
+    ASSERT_EQ(unshare(CLONE_NEWNS) + mount(nullptr, "/", nullptr, MS_REC | MS_SHARED, nullptr), 0);
     const MachineState before = Look();
     const ReadAheads own = LookAtReadAheads();
     bool wasOff = false;
