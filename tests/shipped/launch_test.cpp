@@ -251,9 +251,12 @@ TEST_F(LaunchedTest, OptionsHold) {
 }
 
 // Wherever the host is killed, its guardian, for whose end the test waits, has undone everything. Mounts are shared
-// with the test, unless the host keeps them to itself.
+// with the test, though not with the machine, unless the host keeps them to itself.
 TEST_F(LaunchedTest, AKilledHostLeavesTheMachineAsItWas) {
-    ASSERT_EQ(unshare(CLONE_NEWNS) + mount(nullptr, "/", nullptr, MS_REC | MS_SHARED, nullptr), 0);
+    ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+    for (const unsigned long propagation : {MS_PRIVATE, MS_SHARED}) {
+        ASSERT_EQ(mount(nullptr, "/", nullptr, MS_REC | propagation, nullptr), 0);
+    }
     const MachineState before = Look();
     const ReadAheads own = LookAtReadAheads();
     bool wasOff = false;
