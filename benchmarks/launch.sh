@@ -1,6 +1,6 @@
 #!/bin/bash
 # Starts real programs cold, with the plugin and without, and prints tables and what was aimed at. As root; ./bench
-# launch installs and builds what it needs first. Everything takes half an hour or so: each program's starts
+# launch installs and builds what it needs first. Everything takes half an hour or more: each program's starts
 #   --cold   with the disk's read-ahead at 128 KiB and as the machine has it, the preread beginning with the process and
 #            100 ms before it; in the same run with vmtouch and with a record of the page cache in the plugin's place
 #   --busy   beside two processes that read from the disk, which the plugin limits
