@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <optional>
@@ -64,18 +63,6 @@ int Save(const std::string& listFile, const std::string& recordFile) {
     return EXIT_SUCCESS;
 }
 
-// Whole, however long: one call reads no more than the disk takes in one request, and does not tell.
-bool ReadAheadAll(int file, const PageRange& pages) {
-    constexpr uint64_t PAGES_A_CALL = 32;
-    for (uint64_t done = 0; done < pages.count; done += PAGES_A_CALL) {
-        const uint64_t count = std::min(PAGES_A_CALL, pages.count - done);
-        if (readahead(file, static_cast<off64_t>((pages.first + done) * BYTES_PER_PAGE), count * BYTES_PER_PAGE) != 0) {
-            return false;
-        }
-    }
-    return true;
-}
-
 int Replay(const std::string& recordFile) {
     std::string text;
     if (!LoadStringFromFile(recordFile, text)) {
@@ -93,7 +80,7 @@ int Replay(const std::string& recordFile) {
             file = UniqueFd(open(record->files[index].path.c_str(), O_RDONLY | O_CLOEXEC));
             opened = index;
         }
-        if (!file.Valid() || !ReadAheadAll(file.Get(), pages)) {
+        if (!file.Valid() || !StartReading(file.Get(), pages)) {
             return Fail(record->files[index].path + ": cannot be read");
         }
     }

@@ -1,5 +1,6 @@
 #include "host/pages/page_cache.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -10,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "host/runtime/retry_on_eintr.h"
+
 namespace ZYRA::Host {
 
 namespace {
@@ -17,6 +20,9 @@ namespace {
 // Not yet in the headers of every C library that this is built with; the number is that of every architecture.
 constexpr long CACHESTAT = 451;
 constexpr uint64_t BYTES_PER_KIB = 1024;
+// Of one call the kernel reads no more than the larger of the file's read-ahead and of what the disk takes in one
+// request, and does not tell. So much it is everywhere but on disks that are set to less: 128 KiB.
+constexpr uint64_t PAGES_A_CALL = 32;
 
 struct CachestatRange {
     uint64_t offset;
@@ -84,6 +90,17 @@ uint64_t CountResident(int file, const PageRange& range) {
     const std::vector<unsigned char> flags = Mapping(file, range).Residency();
     return static_cast<uint64_t>(
         std::count_if(flags.begin(), flags.end(), [](unsigned char flag) { return (flag & 1) != 0; }));
+}
+
+bool StartReading(int file, const PageRange& range) {
+    for (uint64_t done = 0; done < range.count; done += PAGES_A_CALL) {
+        const auto first = static_cast<off64_t>((range.first + done) * BYTES_PER_PAGE);
+        const uint64_t bytes = std::min(PAGES_A_CALL, range.count - done) * BYTES_PER_PAGE;
+        if (RetryOnEintr([&] { return readahead(file, first, bytes); }) != 0) {
+            return false;
+        }
+    }
+    return true;
 }
 
 MemoryState ReadMemoryState(const std::string& meminfo) {

@@ -15,6 +15,9 @@ PageSet ResidentPages(int file, uint64_t pages);
 // How many pages of the range are there, or on their way from the disk; none where the kernel does not tell.
 uint64_t CountResident(int file, const PageRange& range);
 
+// Has the kernel begin to read what is not there of the range, however long. False on failure, with errno set.
+bool StartReading(int file, const PageRange& range);
+
 // The memory that could be had without swapping, in bytes, as `meminfo` has it, and all there is; both UINT64_MAX where
 // it does not tell.
 struct MemoryState {

@@ -27,9 +27,6 @@ constexpr int LOOKERS = 2;
 // So much is on its way for each reader and not more, so that what the processes themselves ask for meanwhile, folders
 // and inodes first of all, does not wait behind all of the record: many disks' queues are sorted by place.
 constexpr uint64_t WINDOW_BYTES = uint64_t{512} << 10;
-// Of one call the kernel reads no more than the larger of the file's read-ahead and of what the disk takes in one
-// request, and does not tell. So much it is everywhere but on disks that are set to less, however large either may be.
-constexpr uint64_t CALL_BYTES = uint64_t{128} << 10;
 // A folder of more bytes is not read through: one looks up a name in it by a few blocks.
 constexpr off_t LARGEST_FOLDER = off_t{1} << 20;
 // Of the memory so much is left to others; and what is available counts the page cache, of which no more than half is
@@ -61,12 +58,12 @@ public:
     }
 
 private:
-    // What a reader has asked for and not seen arrive.
     struct Piece {
         RecordedRange range;
         uint64_t presentPages;  // When it was asked for.
         uint64_t Bytes() const { return range.pages.count * BYTES_PER_PAGE; }
     };
+    // What a reader has asked for and not seen arrive.
     struct Flight {
         std::deque<Piece> pieces;
         uint64_t bytes = 0;
@@ -115,13 +112,9 @@ private:
         if (piece.presentPages == range.pages.count) {
             return;
         }
-        const uint64_t first = range.pages.first * BYTES_PER_PAGE;
-        for (uint64_t asked = 0; asked < piece.Bytes(); asked += CALL_BYTES) {
-            const uint64_t bytes = std::min(CALL_BYTES, piece.Bytes() - asked);
-            if (RetryOnEintr([&] { return readahead(file, static_cast<off64_t>(first + asked), bytes); }) != 0) {
-                hasFailed_ = true;
-                return;
-            }
+        if (!StartReading(file, range.pages)) {
+            hasFailed_ = true;
+            return;
         }
         flight.bytes += piece.Bytes();
         flight.pieces.push_back(piece);

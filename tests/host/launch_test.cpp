@@ -68,7 +68,6 @@ TEST(LaunchTest, HeldProgramRunsOnceItIsLetGoAndEndsInItsOwnWay) {
     signal(SIGTERM, SIG_DFL);
 }
 
-// (a) The host may open more files than it could at first, (b) the program may not.
 TEST(LaunchTest, WhatCannotStartIsToldInALine) {
     HeldShell shell("", [] { return errno = EPERM, false; });
     EXPECT_NE(shell.error.find("Operation not permitted; run as root"), std::string::npos) << shell.error;

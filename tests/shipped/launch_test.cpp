@@ -211,7 +211,7 @@ TEST_F(LaunchedTest, ARecordFollowsALibraryThatIsReplaced) {
 
 // The program tells the disks' read-ahead: in each start the same where no setting is changed. (a) The result is
 // written over a file that was longer; (b) what is not limited stays where it is; (c) the process comes later than the
-// touch by the head start.
+// touch by the head start, of which the touch itself may take a part to get through.
 TEST_F(LaunchedTest, OptionsHold) {
     const ReadAheads own = LookAtReadAheads();
     std::string program = " -- cat";
@@ -220,7 +220,7 @@ TEST_F(LaunchedTest, OptionsHold) {
     const std::set<std::string> busy = {"busyCold", "busyPreread", "cold", "preread", "recording", "warm"};
     const std::string journal = folder_ / "journal.jsonl";
     for (const auto& [options, kinds, isSame, headStartUs] :
-         {std::tuple("--head-start 500", usual, !IsAnyAbove(own, 0), 500000),
+         {std::tuple("--head-start 1000", usual, !IsAnyAbove(own, 0), 1000000),
           std::tuple("--no-limit --background 1", busy, !IsAnyAbove(own, 0), 0),
           std::tuple("--record passive", usual, true, 0)}) {
         const std::string json = Write("result.json", std::string(1 << 16, 'x'));
@@ -243,7 +243,7 @@ TEST_F(LaunchedTest, OptionsHold) {
             if (entry["kind"] == "bind" && entry["pid"] == 0) {
                 touchedUs = entry["t"];
             } else if (entry["kind"] == "bind") {
-                EXPECT_EQ(entry["t"].get<int64_t>() - touchedUs > 250000, headStartUs != 0) << options << line;
+                EXPECT_GE(entry["t"].get<int64_t>() - touchedUs, headStartUs / 2) << options << line;
             }
         }
         EXPECT_GT(touchedUs, 0);
