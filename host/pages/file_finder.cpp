@@ -35,7 +35,7 @@ std::string NameOfDescriptor(int file) {
 
 }  // namespace
 
-FileFinder::FileFinder() {
+FileFinder::FileFinder() : root_(open("/", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
     std::set<uint64_t> whole;
     std::ifstream mounts("/proc/self/mountinfo");
     for (std::string line; std::getline(mounts, line);) {
@@ -59,6 +59,16 @@ FileFinder::FileFinder() {
     }
 }
 
+std::string FileFinder::NameOf(int file) const {
+    std::string name = NameOfDescriptor(file);
+    const std::string root = NameOfDescriptor(root_.Get());
+    if (root == "/") {
+        // What is not in the mounted part has this name as well.
+        return name == "/" ? "" : name;
+    }
+    return name.starts_with(root + "/") ? name.substr(root.size()) : "";
+}
+
 std::string FileFinder::AskFileSystem(uint64_t device, uint64_t inode) const {
     const auto mounts = mounts_.find(device);
     if (mounts == mounts_.end() || inode > UINT32_MAX) {
@@ -74,8 +84,7 @@ std::string FileFinder::AskFileSystem(uint64_t device, uint64_t inode) const {
         if (!file.Valid() || fstat(file.Get(), &status) != 0 || status.st_ino != inode || status.st_nlink == 0) {
             return "";
         }
-        // What is not in the mounted part has this name as well.
-        if (std::string name = NameOfDescriptor(file.Get()); name != "/") {
+        if (std::string name = NameOf(file.Get()); !name.empty()) {
             return name;
         }
     }

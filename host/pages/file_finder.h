@@ -24,7 +24,10 @@ public:
 
 private:
     std::string AskFileSystem(uint64_t device, uint64_t inode) const;
+    // From the root, which in a chroot is not that of the mounts. Empty for what is not below it, and for itself.
+    std::string NameOf(int file) const;
 
+    const UniqueFd root_;
     // Of each file system where it is mounted: as a whole, or else every part that is.
     std::map<uint64_t, std::vector<UniqueFd>> mounts_;
 };

@@ -3,8 +3,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/inotify.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -463,6 +465,28 @@ TEST_F(PagesTest, APartOfARecordIsReadAndAllOfItCompared) {
         opened.reset(), fs::last_write_time(dir_ + "j", fs::file_time_type(std::chrono::seconds(1)));
     }
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
+// The finder was made in a chroot, which is a mount of its own and not the first one, before the sandbox.
+TEST_F(PagesTest, FilesAreNamedFromTheRootOfWhoLooks) {
+    Make("a", 1), fs::create_directory(dir_ + "proc");
+    struct stat status {};
+    ASSERT_EQ(stat((dir_ + "a").c_str(), &status), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const auto bind = [](const std::string& from, const std::string& to) {
+            return mount(from.c_str(), to.c_str(), nullptr, MS_BIND, nullptr) == 0;
+        };
+        const bool isInside = unshare(CLONE_NEWNS) == 0 && mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                              bind(dir_, dir_) && bind("/proc", dir_ + "proc") && chroot(dir_.c_str()) == 0 &&
+                              chdir("/") == 0;
+        std::string error;
+        const auto view = MachineView::Capture(error);
+        const FileFinder finder;
+        _exit(isInside && unshare(CLONE_NEWNS) == 0 && finder.PathOf(status.st_dev, status.st_ino, {}) == "/a" ? 0 : 1);
+    }
+    int ended = -1;
+    EXPECT_TRUE(waitpid(child, &ended, 0) == child && ended == 0);
 }
 
 // (a) Beyond the end there is nothing, and a folder has no pages; what is touched twice counts once. (b) What is only
