@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Tables of what benchmarks/launch.sh has measured, and what of its aims was held.
+"""Tables of what benchmarks/launch/launch.sh has measured, and what of its aims was held.
 
-Usage: benchmarks/launch_tables.py DIR
+Usage: benchmarks/launch/launch_tables.py DIR
 
 Reads cold.PROGRAM.KIB.MS.launch.json (from iosched-host launch), cold.PROGRAM.KIB.MS.others.json (from timed_start),
 busy.PROGRAM.json and slow.PROGRAM.json; what is missing is left out.

@@ -6,12 +6,12 @@
 #   --busy   beside two processes that read from the disk, which the plugin limits
 #   --slow   from a disk of 100 MB/s and 4000 operations a second
 #
-# Usage: benchmarks/launch.sh [--cold] [--busy] [--slow] [-n RUNS | --quick] [--json DIR] [PROGRAM...]
+# Usage: benchmarks/launch/launch.sh [--cold] [--busy] [--slow] [-n RUNS | --quick] [--json DIR] [PROGRAM...]
 #   without a part, all three; without a PROGRAM, all that are installed of: clang-tidy clangd python3 gdb node git
 #   cmake java g++ chromium
 #   -n RUNS      how many starts of each kind, 5 if nothing is said
 #   --quick      two of each
-#   --json DIR   keeps what was measured; benchmarks/launch_tables.py DIR prints the tables again
+#   --json DIR   keeps what was measured; benchmarks/launch/launch_tables.py DIR prints the tables again
 #   --check      looks at the arguments only
 #
 # Exit codes: 0 measured, whatever came of it, 1 something could not be measured, 2 bad usage.
@@ -183,7 +183,7 @@ measure_busy() {
 
 measure_slow() {
     say "$1: slow disk"
-    quietly "$root/benchmarks/on_slow_disk.sh" "$tools/files" "$host" launch -n "$runs" \
+    quietly "$root/benchmarks/launch/on_slow_disk.sh" "$tools/files" "$host" launch -n "$runs" \
         --json "$results/slow.$1.json" -- "${command[@]}" || true
 }
 
@@ -198,5 +198,5 @@ for program in "${programs[@]:-${ALL_PROGRAMS[@]}}"; do
     done
 done
 
-python3 "$root/benchmarks/launch_tables.py" "$results"
+python3 "$root/benchmarks/launch/launch_tables.py" "$results"
 [ "$failed" -eq 0 ] || { say "launch: $failed measurements failed"; exit 1; }

@@ -3,7 +3,7 @@
 # second for the command and what it starts. Only the command sees it: the copies are mounted over the files in a mount
 # namespace of its own. As root, where there is the blkio hierarchy of cgroup v1.
 #
-# Usage: benchmarks/on_slow_disk.sh LIST COMMAND [ARGUMENT...]        LIST holds a path a line
+# Usage: benchmarks/launch/on_slow_disk.sh LIST COMMAND [ARGUMENT...]        LIST holds a path a line
 #
 # Exit codes: those of the command; 1 there is no slow disk to be had, 2 bad usage.
 set -euo pipefail
@@ -42,7 +42,7 @@ if [ "${1:-}" = --inside ]; then
     inside "$@"
 fi
 
-[ $# -ge 2 ] || { echo "usage: benchmarks/on_slow_disk.sh LIST COMMAND [ARGUMENT...]" >&2; exit 2; }
+[ $# -ge 2 ] || { echo "usage: benchmarks/launch/on_slow_disk.sh LIST COMMAND [ARGUMENT...]" >&2; exit 2; }
 hierarchy=
 for candidate in /sys/fs/cgroup/*/; do
     [ ! -e "$candidate/blkio.throttle.read_iops_device" ] || hierarchy=${candidate%/}
