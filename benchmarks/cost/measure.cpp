@@ -33,9 +33,12 @@ std::string Text(const Spread& spread, int decimals) {
 }
 
 std::string Grouped(long long value) {
-    std::string text = std::to_string(value);
-    for (auto at = static_cast<int>(text.size()) - 3; at > (value < 0 ? 1 : 0); at -= 3) {
-        text.insert(static_cast<size_t>(at), ",");
+    const std::string digits = std::to_string(value);
+    std::string text;
+    for (size_t at = 0; at < digits.size(); ++at) {
+        const bool isGroupStart = at > 0 && digits[at - 1] != '-' && (digits.size() - at) % 3 == 0;
+        text += isGroupStart ? "," : "";
+        text += digits[at];
     }
     return text;
 }
@@ -65,7 +68,7 @@ void Table::Print() const {
     print(rows_.front());
     std::vector<std::string> rule;
     for (size_t column = 0; column < widths.size(); ++column) {
-        rule.push_back(column == 0 ? std::string(widths[column], '-') : std::string(widths[column] - 1, '-') + ":");
+        rule.push_back(fmt::format("{:-<{}}{}", "", widths[column] - (column == 0 ? 0 : 1), column == 0 ? "" : ":"));
     }
     print(rule);
     for (size_t row = 1; row < rows_.size(); ++row) {

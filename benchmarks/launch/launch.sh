@@ -17,7 +17,7 @@
 # Exit codes: 0 measured, whatever came of it, 1 something could not be measured, 2 bad usage.
 set -euo pipefail
 
-root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 bin=$root/build/release/bin
 host=$bin/iosched-host
 ALL_PROGRAMS=(clang-tidy clangd python3 gdb node git cmake java g++ chromium)
