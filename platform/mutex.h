@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 
 // Clang's thread-safety attributes; other compilers see nothing. The names are those of the analysis' own
@@ -31,12 +33,46 @@ public:
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    // Lower-case names make the type a BasicLockable, for std::condition_variable_any.
     void lock() ACQUIRE() { mutex_.lock(); }
     void unlock() RELEASE() { mutex_.unlock(); }
 
 private:
+    friend class ConditionVariable;
+
     std::mutex mutex_;
+};
+
+// What threads that hold a Mutex wait for. As with the standard's, a wait may end without a reason.
+class ConditionVariable {
+public:
+    ConditionVariable() = default;
+    ConditionVariable(const ConditionVariable&) = delete;
+    ConditionVariable& operator=(const ConditionVariable&) = delete;
+
+    void NotifyOne() { condition_.notify_one(); }
+    void NotifyAll() { condition_.notify_all(); }
+
+    void Wait(Mutex& mutex) REQUIRES(mutex) {
+        Borrowed lock(mutex.mutex_);
+        condition_.wait(lock.held);
+    }
+    template <typename Clock, typename Duration>
+    std::cv_status WaitUntil(Mutex& mutex, const std::chrono::time_point<Clock, Duration>& time) REQUIRES(mutex) {
+        Borrowed lock(mutex.mutex_);
+        return condition_.wait_until(lock.held, time);
+    }
+
+private:
+    // The caller's lock in the form that the standard's wait takes; it stays the caller's.
+    struct Borrowed {
+        explicit Borrowed(std::mutex& mutex) : held(mutex, std::adopt_lock) {}
+        ~Borrowed() { held.release(); }
+        Borrowed(const Borrowed&) = delete;
+        Borrowed& operator=(const Borrowed&) = delete;
+        std::unique_lock<std::mutex> held;
+    };
+
+    std::condition_variable condition_;
 };
 
 // Holds a Mutex for the length of a scope.

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <condition_variable>
 #include <cstring>
 
 namespace ZYRA::Host {
@@ -19,19 +18,19 @@ GroupLimiter::GroupLimiter(IoGroups& groups) : groups_(groups), queue_(TaskQueue
 
 GroupLimiter::~GroupLimiter() {
     Mutex doneMutex;
-    std::condition_variable_any done;
+    ConditionVariable done;
     bool isDone = false;
     queue_->Submit(
         [&] {
             MutexLock lock(doneMutex);
             isDone = true;
-            done.notify_all();
+            done.NotifyAll();
         },
         "last", 0);
     {
         MutexLock lock(doneMutex);
         while (!isDone) {
-            done.wait(doneMutex);
+            done.Wait(doneMutex);
         }
     }
     queue_->Close();

@@ -11,7 +11,7 @@ void JournalWatch::OnEntry(const JournalEntry& entry) {
     }
     MutexLock lock(mutex_);
     facts_.push_back(entry.fact);
-    changed_.notify_all();
+    changed_.NotifyAll();
 }
 
 void JournalWatch::Forget() {
@@ -29,7 +29,7 @@ bool JournalWatch::AwaitFact(int64_t timeoutMs, const std::function<bool(const J
                 return true;
             }
         }
-        if (changed_.wait_until(mutex_, end) == std::cv_status::timeout) {
+        if (changed_.WaitUntil(mutex_, end) == std::cv_status::timeout) {
             return false;
         }
     }

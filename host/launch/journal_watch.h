@@ -1,6 +1,5 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -29,7 +28,7 @@ public:
 
 private:
     Mutex mutex_;
-    std::condition_variable_any changed_;
+    ConditionVariable changed_;
     std::vector<JournalFact> facts_ GUARDED_BY(mutex_);
 };
 

@@ -5,11 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <deque>
 #include <map>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/mutex.h"
@@ -39,7 +39,7 @@ public:
 
 private:
     struct Entry {
-        SteadyClock::time_point due;
+        SteadyClock::time_point due;  // The beginning of time when no task was delayed then.
         uint64_t sequence;
         std::function<void()> task;  // Empty once it has been cancelled.
     };
@@ -47,18 +47,21 @@ private:
 
     bool TakeDueWLocked(std::function<void()>& task) REQUIRES(mutex_);
     void SkipCancelledWLocked() REQUIRES(mutex_);
+    // Until something is due or has been submitted, or for no reason.
+    void SleepWLocked() REQUIRES(mutex_);
 
     const std::string name_;
     const int32_t qos_;
 
     Mutex mutex_;
-    std::condition_variable_any wake_;
-    std::condition_variable_any idle_;
+    ConditionVariable wake_;
+    ConditionVariable idle_;
     uint64_t lastSequence_ GUARDED_BY(mutex_) = 0;
-    // Tasks without a delay, oldest first: their due times never decrease, so that this stays in the order of running.
+    // Tasks without a delay, in the order of submission and so of running.
     std::deque<Entry> immediate_ GUARDED_BY(mutex_);
     std::map<DelayedKey, std::function<void()>> delayed_ GUARDED_BY(mutex_);
     std::map<uint64_t, SteadyClock::time_point> delayedDue_ GUARDED_BY(mutex_);
+    bool sleeping_ GUARDED_BY(mutex_) = false;  // Until somebody has waked the thread.
     bool closed_ GUARDED_BY(mutex_) = false;
     bool running_ GUARDED_BY(mutex_) = false;
     bool ended_ GUARDED_BY(mutex_) = false;
@@ -70,15 +73,18 @@ TaskHandle Worker::Submit(std::function<void()>& task, uint64_t delayUs) {
         return TaskHandle();
     }
     const uint64_t sequence = ++lastSequence_;
-    const SteadyClock::time_point now = SteadyClock::now();
     if (delayUs == 0) {
-        immediate_.push_back({now, sequence, std::move(task)});
+        // Where nothing is delayed, whatever will be is due later.
+        const auto due = delayed_.empty() ? SteadyClock::time_point() : SteadyClock::now();
+        immediate_.push_back({due, sequence, std::move(task)});
     } else {
-        const auto due = now + std::chrono::microseconds(std::min(delayUs, LONGEST_DELAY_US));
+        const auto due = SteadyClock::now() + std::chrono::microseconds(std::min(delayUs, LONGEST_DELAY_US));
         delayed_.emplace(DelayedKey(due, sequence), std::move(task));
         delayedDue_.emplace(sequence, due);
     }
-    wake_.notify_one();
+    if (std::exchange(sleeping_, false)) {
+        wake_.NotifyOne();
+    }
     return TaskHandle(sequence);
 }
 
@@ -145,16 +151,24 @@ void Worker::Run() {
             task = nullptr;
             mutex_.lock();
             running_ = false;
-            idle_.notify_all();
-        } else if (delayed_.empty()) {
-            wake_.wait(mutex_);
         } else {
-            const auto due = delayed_.begin()->first.first;
-            wake_.wait_until(mutex_, due);
+            SleepWLocked();
         }
     }
     ended_ = true;
+    idle_.NotifyAll();
     mutex_.unlock();
+}
+
+void Worker::SleepWLocked() {
+    sleeping_ = true;
+    if (delayed_.empty()) {
+        wake_.Wait(mutex_);
+    } else {
+        const auto due = delayed_.begin()->first.first;
+        wake_.WaitUntil(mutex_, due);
+    }
+    sleeping_ = false;
 }
 
 void Worker::Discard() {
@@ -165,13 +179,13 @@ void Worker::Discard() {
     immediate.swap(immediate_);
     delayed.swap(delayed_);
     delayedDue_.clear();
-    wake_.notify_all();
+    wake_.NotifyOne();
 }
 
 void Worker::WaitWhileRunning() {
     mutex_.lock();
     while (running_) {
-        idle_.wait(mutex_);
+        idle_.Wait(mutex_);
     }
     mutex_.unlock();
 }

@@ -1,7 +1,6 @@
 #include "host/runtime/virtual_runtime.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <map>
 #include <thread>
 #include <utility>
@@ -27,7 +26,7 @@ struct WaitingTask {
 
 struct VirtualRuntime::State {
     Mutex mutex;
-    std::condition_variable_any idle;
+    ConditionVariable idle;
     uint64_t lastSequence GUARDED_BY(mutex) = 0;
     uint64_t lastQueueId GUARDED_BY(mutex) = 0;
     uint64_t tasksRun GUARDED_BY(mutex) = 0;
@@ -85,7 +84,7 @@ public:
         Discard();
         state_->mutex.lock();
         while (state_->runningQueueId == id_ && state_->driver != std::this_thread::get_id()) {
-            state_->idle.wait(state_->mutex);
+            state_->idle.Wait(state_->mutex);
         }
         state_->mutex.unlock();
     }
@@ -147,7 +146,7 @@ void VirtualRuntime::RunUntil(int64_t timeUs, const std::function<void()>& after
         }
         state.mutex.lock();
         state.runningQueueId = 0;
-        state.idle.notify_all();
+        state.idle.NotifyAll();
     }
     if (timeUs > ElapsedUs()) {
         nowUs_.store(timeUs, std::memory_order_relaxed);

@@ -1,7 +1,6 @@
 #include "host/services/executor_service.h"
 
 #include <charconv>
-#include <condition_variable>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -26,7 +25,7 @@ constexpr LogLabel EXECUTOR_LABEL = {0xD000102, "Executor"};
 
 // The executor of the device, and the calls that are in it now.
 Mutex currentMutex;
-std::condition_variable_any currentIdle;
+ConditionVariable currentIdle;
 ExecutorService* currentExecutor GUARDED_BY(currentMutex) = nullptr;
 size_t currentCalls GUARDED_BY(currentMutex) = 0;
 
@@ -41,7 +40,7 @@ public:
     ~ExecutorCall() {
         MutexLock lock(currentMutex);
         currentCalls -= executor_ == nullptr ? 0 : 1;
-        currentIdle.notify_all();
+        currentIdle.NotifyAll();
     }
     ExecutorCall(const ExecutorCall&) = delete;
     ExecutorCall& operator=(const ExecutorCall&) = delete;
@@ -75,7 +74,7 @@ ExecutorService::~ExecutorService() {
     currentMutex.lock();
     currentExecutor = nullptr;
     while (currentCalls != 0) {
-        currentIdle.wait(currentMutex);
+        currentIdle.Wait(currentMutex);
     }
     currentMutex.unlock();
     queue_->Close();
