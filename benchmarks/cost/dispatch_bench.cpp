@@ -59,12 +59,15 @@ struct Rounds {
     }
 };
 
-void Run(RunningPlugin& plugin, int rounds, int events) {
+void Run(RunningPlugin& plugin, int rounds, int events, const std::string& only) {
     const auto bare = MakeBareQueue();
     const auto strand = MakeStrand();
     Table table({"event", "senders", "ns", "events a second", "beside a bare queue", "of CPU time", "beside a strand",
                  "of CPU time"});
     for (const auto& [name, event] : RunningPlugin::Cases()) {
+        if (!only.empty() && only != name) {
+            continue;
+        }
         for (const int senders : {1, 2}) {
             Rounds ours;
             Rounds ofBare;
@@ -95,10 +98,12 @@ int main(int argc, char** argv) {
     using namespace ZYRA::Bench;
     int rounds = 15;
     int events = 100000;
+    std::string only;
     std::string plugin = ZYRA::Host::PluginLibrary::DefaultPath();
     CLI::App app("What an event costs until it has been handled.");
     app.add_option("--rounds", rounds)->check(CLI::Range(1, 1000));
     app.add_option("--events", events, "For each round")->check(CLI::Range(2, 10000000));
+    app.add_option("--only", only, "One of the events, by its name in the table");
     app.add_option("--plugin", plugin);
     CLI11_PARSE(app, argc, argv);
     std::string path;
@@ -107,5 +112,5 @@ int main(int argc, char** argv) {
     }
     EnterSandboxOrExit();
     RunningPlugin running(path);
-    Run(running, rounds, events);
+    Run(running, rounds, events, only);
 }
