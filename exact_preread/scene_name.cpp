@@ -9,12 +9,17 @@ std::string WithoutSlashes(std::string text) {
     return text;
 }
 
+// Page events come often: a name is made with one allocation.
 std::string StartupSceneName(const std::string& bundleName) {
-    return bundleName + "/" + bundleName;
+    std::string name;
+    name.reserve(2 * bundleName.size() + 1);
+    return name.append(bundleName).append("/").append(bundleName);
 }
 
 std::string PageSceneName(const std::string& bundleName, const std::string& abilityName, const std::string& pageUrl) {
-    return bundleName + "/" + abilityName + "." + pageUrl;
+    std::string name;
+    name.reserve(bundleName.size() + abilityName.size() + pageUrl.size() + 2);
+    return name.append(bundleName).append("/").append(abilityName).append(".").append(pageUrl);
 }
 
 }  // namespace ZYRA::ResourceSchedule

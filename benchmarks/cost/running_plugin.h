@@ -23,7 +23,7 @@ void EnterSandboxOrExit();
 [[noreturn]] void Fail(const std::string& message);
 
 // The shipped plugin, enabled, on the default device, whose one application has a page that is in no set of top scenes:
-// what the plugin does for its pages is to count them. On threads or on whatever runtime is installed.
+// what the plugin does for its pages is to count them. On threads.
 class RunningPlugin final : public Contender, private Host::JournalSink {
 public:
     // What each kind of event looks like: a name, the event.

@@ -1,0 +1,108 @@
+// What every event passes: how many blocks of memory it takes until it has been handled, and what a log line costs
+// whose level is off.
+
+#include <CLI/CLI.hpp>
+#include <atomic>
+#include <cstdio>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "benchmarks/cost/counted_new.h"
+#include "benchmarks/cost/measure.h"
+#include "benchmarks/cost/running_plugin.h"
+#include "platform/file_util.h"
+#include "platform/log.h"
+
+namespace ZYRA::Bench {
+namespace {
+
+constexpr LogLabel LABEL = {1, "BENCH"};
+
+// As in code that knows the threshold only at run time.
+std::atomic<int32_t> bareThreshold{static_cast<int32_t>(LogLevel::FATAL)};
+
+template <typename Body>
+double NsEach(int64_t times, const Body& body) {
+    timespec start{};
+    timespec end{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &start);
+    for (int64_t i = 0; i < times; ++i) {
+        body(i);
+        asm volatile("" ::: "memory");
+    }
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &end);
+    const double ns = static_cast<double>(end.tv_sec - start.tv_sec) * 1e9 + static_cast<double>(end.tv_nsec) -
+                      static_cast<double>(start.tv_nsec);
+    return ns / static_cast<double>(times);
+}
+
+void PrintLogCost(int rounds, int64_t lines) {
+    std::vector<double> logged;
+    std::vector<double> bare;
+    const std::string scene = "com.example.mail/EntryAbility.pages.detail.Item";
+    const uint64_t before = Allocations();
+    for (int round = 0; round < rounds; ++round) {
+        logged.push_back(NsEach(lines, [&](int64_t i) {
+            ZYRA_LOG(LogLevel::DEBUG, LABEL, "[%{public}s:]sceneName: %{public}s, value: %{public}ld", __func__,
+                     scene.c_str(), i);
+        }));
+        bare.push_back(NsEach(lines, [](int64_t i) {
+            if (bareThreshold.load(std::memory_order_relaxed) <= static_cast<int32_t>(LogLevel::DEBUG)) {
+                std::printf("%lld\n", static_cast<long long>(i));
+            }
+        }));
+    }
+    // The two vectors grow as well, a few times.
+    const double each = static_cast<double>(Allocations() - before) / static_cast<double>(lines * rounds);
+    Table table({"log line with its level off", "ns", "beside one test of a variable", "allocations"});
+    table.Add({"text and number", Text(SpreadOf(logged).median, 2), Text(RatioOf(logged, bare), 2), Text(each, 2)});
+    table.Print();
+}
+
+void PrintAllocations(const std::string& path, int events) {
+    RunningPlugin plugin(path);
+    Table table({"event", "allocations", "by a copy of the payload and its end", "beside that"});
+    for (const auto& [name, data] : RunningPlugin::Cases()) {
+        const auto send = [&plugin, events, &event = data] {
+            for (int sent = 0; sent < events; ++sent) {
+                plugin.Dispatch(event);
+            }
+            plugin.WaitUntilHandled();
+        };
+        send();
+        const uint64_t start = Allocations();
+        send();
+        const uint64_t handled = Allocations();
+        for (int copied = 0; copied < events; ++copied) {
+            const nlohmann::json copy = data->payload;
+        }
+        const auto all = static_cast<double>(handled - start) / events;
+        const auto copies = static_cast<double>(Allocations() - handled) / events;
+        table.Add({name, Text(all, 2), Text(copies, 2), Text(all / copies, 2)});
+    }
+    table.Print();
+}
+
+}  // namespace
+}  // namespace ZYRA::Bench
+
+int main(int argc, char** argv) {
+    using namespace ZYRA::Bench;
+    int rounds = 15;
+    std::string plugin = ZYRA::Host::PluginLibrary::DefaultPath();
+    CLI::App app("What every event passes: allocations, and log lines that are off.");
+    app.add_option("--rounds", rounds)->check(CLI::Range(1, 1000));
+    app.add_option("--plugin", plugin);
+    CLI11_PARSE(app, argc, argv);
+    std::string path;
+    if (!ZYRA::PathToRealPath(plugin, path)) {
+        Fail("there is no " + plugin);
+    }
+    constexpr int64_t LINES = 20000000;
+    constexpr int EVENTS = 1000;
+    EnterSandboxOrExit();
+    PrintAllocations(path, EVENTS);
+    std::puts("");
+    PrintLogCost(rounds, LINES);
+}
