@@ -13,13 +13,15 @@ std::string WithoutSlashes(std::string text) {
 std::string StartupSceneName(const std::string& bundleName) {
     std::string name;
     name.reserve(2 * bundleName.size() + 1);
-    return name.append(bundleName).append("/").append(bundleName);
+    name.append(bundleName).append("/").append(bundleName);
+    return name;
 }
 
 std::string PageSceneName(const std::string& bundleName, const std::string& abilityName, const std::string& pageUrl) {
     std::string name;
     name.reserve(bundleName.size() + abilityName.size() + pageUrl.size() + 2);
-    return name.append(bundleName).append("/").append(abilityName).append(".").append(pageUrl);
+    name.append(bundleName).append("/").append(abilityName).append(".").append(pageUrl);
+    return name;
 }
 
 }  // namespace ZYRA::ResourceSchedule
