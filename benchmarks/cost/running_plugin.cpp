@@ -1,7 +1,9 @@
 #include "benchmarks/cost/running_plugin.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 #include <variant>
 
 #include "host/replay/device_model.h"
@@ -25,12 +27,32 @@ constexpr char DEVICE[] = R"({
     "bundles": {"com.example.mail": {"uid": 20010034}},
     "config": {"topScene": [{"properties": {"romsize": "128"}, "subItems": [{"name": "topN", "value": "1"}]}]}})";
 
-Contender::Data Event(uint32_t resType, int64_t value, json payload) {
+// Whether a scene has been bound to a monitor.
+class BindWatch final : private Host::JournalSink {
+public:
+    BindWatch() { Host::Journal::GetInstance().AddSink(this); }
+    ~BindWatch() override { Host::Journal::GetInstance().RemoveSink(this); }
+    BindWatch(const BindWatch&) = delete;
+    BindWatch& operator=(const BindWatch&) = delete;
+
+    bool HasBound() const { return hasBound_; }
+
+private:
+    void OnEntry(const Host::JournalEntry& entry) override {
+        if (std::holds_alternative<Host::BindEntry>(entry.fact)) {
+            hasBound_ = true;
+        }
+    }
+
+    std::atomic<bool> hasBound_{false};
+};
+
+Contender::Data MakeEvent(uint32_t resType, int64_t value, json payload) {
     return std::make_shared<ResourceSchedule::ResData>(ResourceSchedule::ResData{resType, value, std::move(payload)});
 }
 
 Contender::Data PageStart(const char* pageUrl) {
-    return Event(
+    return MakeEvent(
         PUSH_PAGE, 0,
         {{"uid", "20010034"}, {"clientPid", "3121"}, {"bundleName", "com.example.mail"}, {"pageUrl", pageUrl}});
 }
@@ -54,28 +76,56 @@ void Fail(const std::string& message) {
 
 std::vector<RunningPlugin::Case> RunningPlugin::Cases() {
     const json whole = {{"uid", "20010034"}, {"pid", "3121"}, {"bundleName", "com.example.mail"}};
-    return {
-        {"ignored type", Event(IGNORED, 0, whole)},
-        {"para error", Event(ABILITY_START, 1, {{"uid", "20010034"}, {"pid", "3121"}, {"name", "com.example.mail"}})},
-        {"user input", Event(USER_INPUT, 1, whole)},
-        {"page push", PageStart("pages/detail/Item")}};
+    return {{"ignored type", MakeEvent(IGNORED, 0, whole)},
+            {"para error",
+             MakeEvent(ABILITY_START, 1, {{"uid", "20010034"}, {"pid", "3121"}, {"name", "com.example.mail"}})},
+            {"user input", MakeEvent(USER_INPUT, 1, whole)},
+            {"page push", PageStart("pages/detail/Item")}};
 }
 
-RunningPlugin::RunningPlugin(const std::string& path) {
+std::unique_ptr<Host::VirtualDevice> StartDevice() {
     Host::LocatedJson document;
     document.value = json::parse(DEVICE);
     Host::DeviceModel model;
     ApplyDevicePatch(Host::JsonNode(document), Host::DevicePhase::DESCRIBING, model);
     std::string error;
-    device_ = Host::VirtualDevice::Start(model, error);
-    plugin_ = device_ == nullptr ? nullptr : Host::PluginLibrary::Open(path, error);
-    if (plugin_ == nullptr) {
+    auto device = Host::VirtualDevice::Start(model, error);
+    if (device == nullptr) {
         Fail(error);
     }
+    return device;
+}
+
+HandledMark::HandledMark() : event_(MakeEvent(CUST_CONFIG, 0, json::object())) {
     Host::Journal::GetInstance().AddSink(this);
-    plugin_->Init();
+}
+
+HandledMark::~HandledMark() {
+    Host::Journal::GetInstance().RemoveSink(this);
+}
+
+void HandledMark::Wait() {
+    handled_.acquire();
+}
+
+void HandledMark::OnEntry(const Host::JournalEntry& entry) {
+    constexpr uint32_t EXTENSION = 8;
+    constexpr int64_t SET_CUST_CONFIG = 1;
+    const auto* request = std::get_if<Host::RequestEntry>(&entry.fact);
+    if (request != nullptr && request->resType == EXTENSION && request->value == SET_CUST_CONFIG) {
+        handled_.release();
+    }
+}
+
+RunningPlugin::RunningPlugin(const std::string& path) : device_(StartDevice()) {
     // Once there is a set, the first page that is opened takes the only place in it.
-    while (!isReady_) {
+    BindWatch bind;
+    std::string error;
+    plugin_ = Host::PluginLibrary::Open(path, error);
+    if (plugin_ == nullptr || !plugin_->Init()) {
+        Fail("the plugin does not start: " + error);
+    }
+    while (!bind.HasBound()) {
         Dispatch(PageStart("pages/Index"));
         WaitUntilHandled();
     }
@@ -83,33 +133,11 @@ RunningPlugin::RunningPlugin(const std::string& path) {
 
 RunningPlugin::~RunningPlugin() {
     plugin_->Disable();
-    Host::Journal::GetInstance().RemoveSink(this);
 }
 
 void RunningPlugin::WaitUntilHandled() {
-    std::promise<void> handled;
-    {
-        MutexLock lock(mutex_);
-        handled_ = &handled;
-    }
-    Dispatch(Event(CUST_CONFIG, 0, json::object()));
-    handled.get_future().wait();
-}
-
-void RunningPlugin::OnEntry(const Host::JournalEntry& entry) {
-    constexpr uint32_t EXTENSION = 8;
-    constexpr int64_t SET_CUST_CONFIG = 1;
-    if (std::holds_alternative<Host::BindEntry>(entry.fact)) {
-        isReady_ = true;
-    }
-    const auto* request = std::get_if<Host::RequestEntry>(&entry.fact);
-    if (request == nullptr || request->resType != EXTENSION || request->value != SET_CUST_CONFIG) {
-        return;
-    }
-    MutexLock lock(mutex_);
-    if (auto* const handled = std::exchange(handled_, nullptr); handled != nullptr) {
-        handled->set_value();
-    }
+    Dispatch(mark_.Event());
+    mark_.Wait();
 }
 
 }  // namespace ZYRA::Bench

@@ -1,17 +1,14 @@
 #pragma once
 
-#include <atomic>
-#include <future>
 #include <memory>
+#include <semaphore>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "benchmarks/cost/contenders.h"
 #include "host/replay/plugin_library.h"
 #include "host/replay/virtual_device.h"
 #include "host/runtime/journal.h"
-#include "platform/mutex.h"
 
 namespace ZYRA::Bench {
 
@@ -22,9 +19,32 @@ void EnterSandboxOrExit();
 // Prints why a benchmark cannot go on, and ends the process with 1.
 [[noreturn]] void Fail(const std::string& message);
 
+// The default device, with one application and room for one scene in the set of top scenes.
+std::unique_ptr<Host::VirtualDevice> StartDevice();
+
+// Follows the events: the plugin answers its own event with a request to the executor, on the main queue, once
+// everything before it has been handled.
+class HandledMark final : private Host::JournalSink {
+public:
+    HandledMark();
+    ~HandledMark() override;
+    HandledMark(const HandledMark&) = delete;
+    HandledMark& operator=(const HandledMark&) = delete;
+
+    const Contender::Data& Event() const { return event_; }
+    // Returns when the event, dispatched once since the last call, has been handled. One thread.
+    void Wait();
+
+private:
+    void OnEntry(const Host::JournalEntry& entry) override;
+
+    const Contender::Data event_;
+    std::binary_semaphore handled_{0};
+};
+
 // The shipped plugin, enabled, on the default device, whose one application has a page that is in no set of top scenes:
 // what the plugin does for its pages is to count them. On threads.
-class RunningPlugin final : public Contender, private Host::JournalSink {
+class RunningPlugin final : public Contender {
 public:
     // What each kind of event looks like: a name, the event.
     struct Case {
@@ -37,18 +57,13 @@ public:
     ~RunningPlugin() override;
 
     void Dispatch(const Data& data) override { plugin_->Dispatch(data); }
-    // The last event asks the executor for something, which it is told of at once.
     void WaitUntilHandled() override;
 
 private:
-    void OnEntry(const Host::JournalEntry& entry) override;
-
     std::unique_ptr<Host::VirtualDevice> device_;
     std::unique_ptr<Host::PluginLibrary> plugin_;
 
-    std::atomic<bool> isReady_{false};
-    Mutex mutex_;
-    std::promise<void>* handled_ GUARDED_BY(mutex_) = nullptr;
+    HandledMark mark_;
 };
 
 }  // namespace ZYRA::Bench
