@@ -6,6 +6,7 @@
 #   build     compile, run and test (what ./run and ./test need)
 #   ci        the tools of the other checks in .ci/run
 #   coverage  what tools/coverage.sh needs
+#   cost      what ./bench compares the plugin with
 #   bench     the programs that ./bench launch starts, and what it compares with
 #
 # Exit codes: 0 all packages are there, 1 they could not be installed, 2 bad usage.
@@ -18,6 +19,7 @@ BUILD_PACKAGES=(
 )
 CI_PACKAGES=(clang clang-tidy clang-format libclang-rt-14-dev git shellcheck)
 COVERAGE_PACKAGES=(gcovr)
+COST_PACKAGES=(libboost-dev)
 BENCH_PACKAGES=(clang-tidy clangd python3 gdb nodejs git cmake default-jre-headless g++ e2fsprogs vmtouch)
 
 fail() {
@@ -26,14 +28,15 @@ fail() {
 }
 
 wanted=()
-[ $# -gt 0 ] || fail "name a purpose: build, ci, coverage or bench" 2
+[ $# -gt 0 ] || fail "name a purpose: build, ci, coverage, cost or bench" 2
 for purpose in "$@"; do
     case $purpose in
         build) wanted+=("${BUILD_PACKAGES[@]}") ;;
         ci) wanted+=("${CI_PACKAGES[@]}") ;;
+        cost) wanted+=("${COST_PACKAGES[@]}") ;;
         bench) wanted+=("${BENCH_PACKAGES[@]}") ;;
         coverage) wanted+=("${COVERAGE_PACKAGES[@]}") ;;
-        *) fail "unknown purpose '$purpose'; the purposes are build, ci, coverage and bench" 2 ;;
+        *) fail "unknown purpose '$purpose'; the purposes are build, ci, coverage, cost and bench" 2 ;;
     esac
 done
 
