@@ -66,14 +66,14 @@ void ExactPreread::HandleAppStartupPrereadWork(int64_t value, bool isPreload, co
     if (!isEnabled_ || !isAppStartupEnabled_) {
         return;
     }
-    std::string uidText;
-    std::string bundleName;
+    const std::string* uidText = nullptr;
+    const std::string* bundleName = nullptr;
     if (!ReadPayload(payload, {{UID_KEY, uidText}, {BUNDLE_NAME_KEY, bundleName}})) {
         EP_LOGE("para error.");
         return;
     }
-    const int32_t uid = CommonUtil::StringToInt32(uidText);
-    if (uid <= 0 || !CommonUtil::CheckBundleName(bundleName)) {
+    const int32_t uid = CommonUtil::StringToInt32(*uidText);
+    if (uid <= 0 || !CommonUtil::CheckBundleName(*bundleName)) {
         EP_LOGE("para error.");
         return;
     }
@@ -83,7 +83,7 @@ void ExactPreread::HandleAppStartupPrereadWork(int64_t value, bool isPreload, co
         PostEvent(IOSCHED_EVENT_PRELOAD_TTL, preloadTTL_);
     } else {
         EP_LOGD("HandleAbilityStart");
-        if (workStateInfo_->HasValidScene() && workStateInfo_->IsBelongToSameApp(uid, bundleName) &&
+        if (workStateInfo_->HasValidScene() && workStateInfo_->IsBelongToSameApp(uid, *bundleName) &&
             workStateInfo_->isPreloadPrereaded) {
             EP_LOGI("preload application has preread, skip current work");
             workStateInfo_->isPreloadPrereaded = false;
@@ -95,9 +95,9 @@ void ExactPreread::HandleAppStartupPrereadWork(int64_t value, bool isPreload, co
         }
     }
     // For a preload this may take back the mark and the event of just now.
-    TryStopPreviousWork(uid, bundleName);
-    if (!IsExcluded(bundleName)) {
-        StartAppStartupPrereadWork(uid, 0, true, StartupSceneName(bundleName));
+    TryStopPreviousWork(uid, *bundleName);
+    if (!IsExcluded(*bundleName)) {
+        StartAppStartupPrereadWork(uid, 0, true, StartupSceneName(*bundleName));
     }
 }
 
@@ -105,49 +105,51 @@ void ExactPreread::HandleProcessStartComplete(const nlohmann::json& payload) {
     if (!isEnabled_ || !isAppStartupEnabled_) {
         return;
     }
-    std::string uidText;
-    std::string pidText;
-    std::string bundleName;
+    const std::string* uidText = nullptr;
+    const std::string* pidText = nullptr;
+    const std::string* bundleName = nullptr;
     if (!ReadPayload(payload, {{UID_KEY, uidText}, {PID_KEY, pidText}, {BUNDLE_NAME_KEY, bundleName}})) {
         EP_LOGE("para error.");
         return;
     }
-    const int32_t uid = CommonUtil::StringToInt32(uidText);
-    const int32_t pid = CommonUtil::StringToInt32(pidText);
-    if (uid < 1 || pid <= 0 || !CommonUtil::CheckBundleName(bundleName) || IsExcluded(bundleName)) {
+    const int32_t uid = CommonUtil::StringToInt32(*uidText);
+    const int32_t pid = CommonUtil::StringToInt32(*pidText);
+    if (uid < 1 || pid <= 0 || !CommonUtil::CheckBundleName(*bundleName) || IsExcluded(*bundleName)) {
         return;
     }
-    StartAppStartupCollectWork(uid, pid, true, StartupSceneName(bundleName));
+    StartAppStartupCollectWork(uid, pid, true, StartupSceneName(*bundleName));
 }
 
 void ExactPreread::HandlePushPageAction(const nlohmann::json& payload, uint32_t status) {
     if (!isEnabled_) {
         return;
     }
-    std::string uidText;
-    std::string pidText;
-    std::string bundleName;
-    std::string pageUrl;
-    if (!ReadPayload(
-            payload,
-            {{UID_KEY, uidText}, {CLIENT_PID_KEY, pidText}, {BUNDLE_NAME_KEY, bundleName}, {PAGE_URL_KEY, pageUrl}})) {
+    const std::string* uidText = nullptr;
+    const std::string* pidText = nullptr;
+    const std::string* bundleName = nullptr;
+    const std::string* pageUrlText = nullptr;
+    if (!ReadPayload(payload, {{UID_KEY, uidText},
+                               {CLIENT_PID_KEY, pidText},
+                               {BUNDLE_NAME_KEY, bundleName},
+                               {PAGE_URL_KEY, pageUrlText}})) {
         EP_LOGE("para error.");
         return;
     }
-    pageUrl = WithoutSlashes(std::move(pageUrl));
-    const int32_t pid = CommonUtil::StringToInt32(pidText);
-    int32_t uid = CommonUtil::StringToInt32(uidText);
+    const std::string pageUrl = WithoutSlashes(*pageUrlText);
+    const int32_t pid = CommonUtil::StringToInt32(*pidText);
+    int32_t uid = CommonUtil::StringToInt32(*uidText);
     if (uid < 1) {
-        uid = GetUidByBundleName(bundleName);
+        uid = GetUidByBundleName(*bundleName);
     }
-    if (pid < 1 || uid <= 0 || pageUrl.empty() || !CommonUtil::CheckBundleName(bundleName) || IsExcluded(bundleName)) {
+    if (pid < 1 || uid <= 0 || pageUrl.empty() || !CommonUtil::CheckBundleName(*bundleName) ||
+        IsExcluded(*bundleName)) {
         return;
     }
     const std::string abilityName = WithoutSlashes(GetTopAbilityName());
     if (status == PUSH_PAGE_START) {
-        HandlePushPageStart(uid, pid, bundleName, abilityName, pageUrl);
+        HandlePushPageStart(uid, pid, *bundleName, abilityName, pageUrl);
     } else if (status == PUSH_PAGE_COMPLETE) {
-        HandlePushPageComplete(uid, pid, bundleName, abilityName, pageUrl);
+        HandlePushPageComplete(uid, pid, *bundleName, abilityName, pageUrl);
     } else {
         EP_LOGE("unexpected PushPageAction status: %{public}u", status);
     }
@@ -157,18 +159,18 @@ void ExactPreread::HandleBundleAction(const nlohmann::json& payload, uint32_t ac
     if (!isEnabled_) {
         return;
     }
-    std::string bundleName;
+    const std::string* bundleName = nullptr;
     if (!ReadPayload(payload, {{BUNDLE_NAME_KEY, bundleName}})) {
         EP_LOGE("para error.");
         return;
     }
-    if (!CommonUtil::CheckBundleName(bundleName)) {
+    if (!CommonUtil::CheckBundleName(*bundleName)) {
         return;
     }
     if (action == BUNDLE_STATE_CHANGE) {
-        TopSceneManager::GetInstance().HandleBundleStateChangeEvent(bundleName, true);
+        TopSceneManager::GetInstance().HandleBundleStateChangeEvent(*bundleName, true);
     } else if (action == BUNDLE_UNINSTALL) {
-        HandleBundleUninstall(bundleName);
+        HandleBundleUninstall(*bundleName);
     } else {
         EP_LOGE("unexcepted bundleAction: %{public}u", action);
     }

@@ -38,12 +38,12 @@ bool ReadTexts(const char* operation, const nlohmann::json& payload, std::initia
 
 // Reads the uid of a payload, which must be made of digits. A number that does not fit is that of uid 0.
 bool ReadUid(const char* operation, const nlohmann::json& payload, int32_t& uid) {
-    std::string text;
-    if (!ReadPayload(payload, {{UID_KEY, text}}) || !CommonUtil::IsNumericString(text)) {
+    const std::string* text = nullptr;
+    if (!ReadPayload(payload, {{UID_KEY, text}}) || !CommonUtil::IsNumericString(*text)) {
         IOSCHED_LOGE_AS(operation, "para error.");
         return false;
     }
-    uid = CommonUtil::StringToInt32(text);
+    uid = CommonUtil::StringToInt32(*text);
     return true;
 }
 
@@ -82,18 +82,18 @@ std::shared_ptr<IOSchedEventCallback> IolimitHandler::Callback() {
 }
 
 void IolimitHandler::HandleProcessStart(const nlohmann::json& payload) {
-    std::string uid;
-    std::string bundleName;
+    const std::string* uid = nullptr;
+    const std::string* bundleName = nullptr;
     if (isInited_ && ReadTexts(__func__, payload, {{UID_KEY, uid}, {BUNDLE_NAME_KEY, bundleName}})) {
-        CheckIsRemoveAndSystem(CommonUtil::StringToInt32(uid), bundleName);
+        CheckIsRemoveAndSystem(CommonUtil::StringToInt32(*uid), *bundleName);
     }
 }
 
 void IolimitHandler::HandleAppStart(const nlohmann::json& payload) {
-    std::string uid;
-    std::string bundleName;
+    const std::string* uid = nullptr;
+    const std::string* bundleName = nullptr;
     if (isInited_ && ReadTexts(__func__, payload, {{UID_KEY, uid}, {BUNDLE_NAME_KEY, bundleName}})) {
-        AppStartLimitRules(bundleName, uid);
+        AppStartLimitRules(*bundleName, *uid);
     }
 }
 
@@ -136,12 +136,12 @@ void IolimitHandler::HandleWhitelistErase(const nlohmann::json& payload, Whiteli
 }
 
 void IolimitHandler::HandleContinuousBegin(const nlohmann::json& payload) {
-    std::string typeId;
-    std::string uid;
+    const std::string* typeId = nullptr;
+    const std::string* uid = nullptr;
     if (!isInited_ || !ReadTexts(__func__, payload, {{TYPE_ID_KEY, typeId}, {UID_KEY, uid}})) {
         return;
     }
-    IOSCHED_LOGI("HandleContinuousBegin uid %{public}s, type %{public}s.", uid.c_str(), typeId.c_str());
+    IOSCHED_LOGI("HandleContinuousBegin uid %{public}s, type %{public}s.", uid->c_str(), typeId->c_str());
     if (IsUpDownEvent(payload)) {
         ListInsert(payload, heavyIoUids_);
     } else {
@@ -150,12 +150,12 @@ void IolimitHandler::HandleContinuousBegin(const nlohmann::json& payload) {
 }
 
 void IolimitHandler::HandleContinuousEnd(const nlohmann::json& payload) {
-    std::string typeId;
-    std::string uid;
+    const std::string* typeId = nullptr;
+    const std::string* uid = nullptr;
     if (!isInited_ || !ReadTexts(__func__, payload, {{TYPE_ID_KEY, typeId}, {UID_KEY, uid}})) {
         return;
     }
-    IOSCHED_LOGI("HandleContinuousEnd uid %{public}s, type %{public}s.", uid.c_str(), typeId.c_str());
+    IOSCHED_LOGI("HandleContinuousEnd uid %{public}s, type %{public}s.", uid->c_str(), typeId->c_str());
     if (IsUpDownEvent(payload)) {
         ListErase(payload, heavyIoUids_);
     } else {
@@ -164,8 +164,8 @@ void IolimitHandler::HandleContinuousEnd(const nlohmann::json& payload) {
 }
 
 bool IolimitHandler::IsUpDownEvent(const nlohmann::json& payload) {
-    std::string typeId;
-    return ReadTexts(__func__, payload, {{TYPE_ID_KEY, typeId}}) && typeId == UPLOAD_DOWNLOAD_TYPE_ID;
+    const std::string* typeId = nullptr;
+    return ReadTexts(__func__, payload, {{TYPE_ID_KEY, typeId}}) && *typeId == UPLOAD_DOWNLOAD_TYPE_ID;
 }
 
 void IolimitHandler::ListInsert(const nlohmann::json& payload, std::set<int32_t>& uids) {

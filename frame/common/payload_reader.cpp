@@ -11,7 +11,7 @@ bool ReadPayload(const nlohmann::json& payload, std::initializer_list<PayloadFie
         if (member == payload.end() || !member->is_string()) {
             return false;
         }
-        field.text = member->get_ref<const std::string&>();
+        field.text = member->get_ptr<const std::string*>();
     }
     return true;
 }

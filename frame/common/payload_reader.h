@@ -6,14 +6,14 @@
 
 namespace ZYRA::ResourceSchedule {
 
-// A member that a payload must have, and where its text goes.
+// A member that a payload must have, and what is to point to its text.
 struct PayloadField {
     const char* key;
-    std::string& text;
+    const std::string*& text;
 };
 
-// Reads the fields of a payload, which comes from other processes and may be anything. Returns false unless it is an
-// object that holds every field as a string; texts read before the field that is missing are then set already.
+// Finds the fields of a payload, which comes from other processes and may be anything; the texts are the payload's own.
+// Returns false unless it is an object that holds every field as a string.
 bool ReadPayload(const nlohmann::json& payload, std::initializer_list<PayloadField> fields);
 
 }  // namespace ZYRA::ResourceSchedule
