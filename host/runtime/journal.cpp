@@ -15,11 +15,13 @@ Journal& Journal::GetInstance() {
 void Journal::AddSink(JournalSink* sink) {
     MutexLock lock(mutex_);
     sinks_.push_back(sink);
+    hasSinks_.store(true, std::memory_order_relaxed);
 }
 
 void Journal::RemoveSink(JournalSink* sink) {
     MutexLock lock(mutex_);
     sinks_.erase(std::remove(sinks_.begin(), sinks_.end(), sink), sinks_.end());
+    hasSinks_.store(!sinks_.empty(), std::memory_order_relaxed);
 }
 
 void Journal::Append(JournalFact fact) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -150,6 +151,9 @@ public:
     void AddSink(JournalSink* sink);
     void RemoveSink(JournalSink* sink);
 
+    // Whether there is a sink. A fact that costs something to make need not be made when there is none.
+    bool HasSinks() const { return hasSinks_.load(std::memory_order_relaxed); }
+
     void Append(JournalFact fact);
 
 private:
@@ -157,6 +161,7 @@ private:
 
     Mutex mutex_;
     std::vector<JournalSink*> sinks_ GUARDED_BY(mutex_);
+    std::atomic<bool> hasSinks_{false};  // Written under the mutex.
 };
 
 }  // namespace ZYRA::Host
