@@ -15,6 +15,9 @@ namespace {
 // A monitor that is found busy once more than this is taken over.
 constexpr uint8_t MAX_STOP_COUNT = 3;
 
+// Room for the two numbers of a scene line, and its blanks.
+constexpr size_t NUMBERS_SIZE = 32;
+
 }  // namespace
 
 bool ExactPrereadExecutor::CheckAndBindMonitorBeforeWorkStart() {
@@ -88,8 +91,10 @@ bool ExactPrereadExecutor::WriteSceneInfoToMonitor(const SceneInfo& scene, int8_
         EP_LOGE("param error: monitorIdx:%{public}d ", monitorIdx);
         return false;
     }
-    const std::string line = std::to_string(scene.uid) + " " + std::to_string(scene.pid) + " " + scene.sceneName + " " +
-                             RECORD_DIRECTORY + scene.sceneName;
+    std::string line;
+    line.reserve(NUMBERS_SIZE + sizeof(RECORD_DIRECTORY) + 2 * scene.sceneName.size());
+    line.append(std::to_string(scene.uid)).append(" ").append(std::to_string(scene.pid)).append(" ");
+    line.append(scene.sceneName).append(" ").append(RECORD_DIRECTORY).append(scene.sceneName);
     std::string realPath;
     if (!FileSystem::GetRealPath(MonitorFile(monitorIdx, DATA_FILE), realPath)) {
         EP_LOGE("failed to get real path, errno: %{public}d", errno);

@@ -38,7 +38,9 @@ inline bool IsMonitor(int8_t monitorIdx) {
 
 // The path of a control file of a monitor.
 inline std::string MonitorFile(int8_t monitorIdx, const char* file) {
-    return MONITOR_PREFIX + std::to_string(monitorIdx) + "/" + file;
+    std::string path;
+    path.reserve(64);  // Of the longest of them there are some 50.
+    return path.append(MONITOR_PREFIX).append(std::to_string(monitorIdx)).append("/").append(file);
 }
 
 }  // namespace ZYRA::ResourceSchedule

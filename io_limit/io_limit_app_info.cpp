@@ -24,8 +24,9 @@ bool IsAlwaysLimited(const std::string& bundleName) {
            std::end(ALWAYS_LIMITED_BUNDLES);
 }
 
-std::string FirstBundleOf(const RunningProcessInfo& process) {
-    return process.bundleNames.empty() ? "" : process.bundleNames.front();
+const std::string& FirstBundleOf(const RunningProcessInfo& process) {
+    static const std::string NONE;
+    return process.bundleNames.empty() ? NONE : process.bundleNames.front();
 }
 
 }  // namespace
@@ -133,7 +134,7 @@ void IolimitHandler::GetForegroundAppInfo(AppMgr& appMgr, int32_t uid,
 void IolimitHandler::GetBackgroundAppInfo(const std::vector<RunningProcessInfo>& processes) {
     IOSCHED_LOGD("GetBackgroundAppInfo");
     for (const RunningProcessInfo& process : processes) {
-        const std::string bundleName = FirstBundleOf(process);
+        const std::string& bundleName = FirstBundleOf(process);
         const bool isForeground = std::any_of(foregroundApps_.begin(), foregroundApps_.end(),
                                               [&](const AppStateData& app) { return app.uid == process.uid; });
         if (isForeground) {

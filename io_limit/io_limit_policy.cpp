@@ -113,14 +113,19 @@ void IolimitHandler::LiftLimits(uint64_t generation) {
 }
 
 void IolimitHandler::SendWriteCmd(const std::string& filePath, const std::string& content) {
-    const nlohmann::json payload = {
-        {EXT_TYPE_KEY, EXT_TYPE_IO_SCHED}, {FILE_PATH_KEY, filePath}, {CONTENT_KEY, content}};
+    // Member by member: a list of pairs would make an array of each first.
+    nlohmann::json payload = nlohmann::json::object();
+    payload[EXT_TYPE_KEY] = EXT_TYPE_IO_SCHED;
+    payload[FILE_PATH_KEY] = filePath;
+    payload[CONTENT_KEY] = content;
     ExecutorClient::GetInstance().SendRequestAsync(EXECUTOR_RES_TYPE_EXTENSION, EXECUTOR_VALUE_WRITE_FILE, payload);
     IOSCHED_LOGI("SendRequestAsync content %{public}s", content.c_str());
 }
 
 std::vector<std::string> IolimitHandler::GetFileContextInfo(const std::string& filePath) {
-    const nlohmann::json payload = {{EXT_TYPE_KEY, EXT_TYPE_READ_FILE}, {FILE_PATH_KEY, filePath}};
+    nlohmann::json payload = nlohmann::json::object();
+    payload[EXT_TYPE_KEY] = EXT_TYPE_READ_FILE;
+    payload[FILE_PATH_KEY] = filePath;
     nlohmann::json reply;
     if (ExecutorClient::GetInstance().SendRequestSync(EXECUTOR_RES_TYPE_QUERY, EXECUTOR_VALUE_READ_FILE, payload,
                                                       reply) != 0) {

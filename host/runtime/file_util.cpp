@@ -4,8 +4,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
-#include <memory>
 
 namespace ZYRA {
 
@@ -80,11 +80,11 @@ bool SaveStringToFile(const std::string& path, const std::string& content, bool 
 }
 
 bool PathToRealPath(const std::string& path, std::string& realPath) {
-    const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr), &std::free);
-    if (resolved == nullptr) {
+    char resolved[PATH_MAX];
+    if (realpath(path.c_str(), resolved) == nullptr) {
         return false;
     }
-    realPath = resolved.get();
+    realPath = resolved;
     return true;
 }
 
