@@ -1,6 +1,7 @@
 // Who is limited, for how long, and the requests that make it so.
 
 #include <algorithm>
+#include <utility>
 
 #include "frame/common/executor_request.h"
 #include "frame/common/io_sched_log.h"
@@ -134,9 +135,10 @@ std::vector<std::string> IolimitHandler::GetFileContextInfo(const std::string& f
     }
     std::vector<std::string> lines;
     if (const auto list = reply.find(LIST_KEY); list != reply.end() && list->is_array()) {
-        for (const nlohmann::json& line : *list) {
+        lines.reserve(list->size());
+        for (nlohmann::json& line : *list) {
             if (line.is_string()) {
-                lines.push_back(line.get_ref<const std::string&>());
+                lines.push_back(std::move(line.get_ref<std::string&>()));
             }
         }
     }

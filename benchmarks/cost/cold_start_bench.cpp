@@ -30,13 +30,14 @@
 namespace ZYRA::ResourceSchedule {
 
 // The executor is another process, whose work is not the main queue's: in the place of the device's stands one that
-// takes requests and does nothing, and in whose limited group all processes of the background are already.
+// takes requests and does nothing, and has an answer ready for the one that is waited for.
+static nlohmann::json nextReply;
+
 void ExecutorClient::SendRequestAsync(uint32_t /*resType*/, int64_t /*value*/, const nlohmann::json& /*payload*/) {}
 
 int32_t ExecutorClient::SendRequestSync(uint32_t /*resType*/, int64_t /*value*/, const nlohmann::json& /*payload*/,
                                         nlohmann::json& reply) {
-    static const nlohmann::json MEMBERS = {{"list", {"5000", "5001", "5002", "5003", "5004", "5005"}}};
-    reply = MEMBERS;
+    reply = std::exchange(nextReply, {});
     return 0;
 }
 
@@ -69,6 +70,55 @@ constexpr Case CASES[] = {{"first start, nothing recorded yet: collected", "abse
 
 template <typename Value>
 using BySteps = std::array<Value, STEP_COUNT>;
+
+void Fill(const fs::path& file, const std::string& content) {
+    std::ofstream(file) << content;
+}
+
+// What stands behind the control files.
+class Device {
+public:
+    virtual ~Device() = default;
+    // The device is as before the start of a scene whose record has that state.
+    virtual void Prepare(const char* record) = 0;
+};
+
+// The virtual device, whose kernel answers every operation.
+class AnsweringDevice final : public Device {
+public:
+    explicit AnsweringDevice(const Host::DeviceModel& model) : device_(Host::VirtualDevice::Start(model, error_)) {
+        if (device_ == nullptr) {
+            throw std::runtime_error(error_);
+        }
+    }
+    void Prepare(const char* record) override { device_->Apply({{"scenes", {{SCENE, {{"record", record}}}}}}); }
+
+private:
+    std::string error_;
+    const std::unique_ptr<Host::VirtualDevice> device_;
+};
+
+// Plain files in memory, the quickest that there are, filled beforehand with what is going to be asked.
+class PlainFiles final : public Device {
+public:
+    explicit PlainFiles(const Host::DeviceModel& model) {
+        Host::DeviceServices::GetInstance().Set(model.state);
+        fs::create_directories(MONITOR);
+        Fill(ROOT / "cgroup.procs", "");
+        Fill(ROOT / "workingset.dfxerror", "0");
+    }
+    void Prepare(const char* record) override {
+        Fill(MONITOR / "workingset.state", "OUTOFWORK");
+        Fill(MONITOR / "cgroup.procs", "");
+        // The line of the scene is written over the first one.
+        Fill(MONITOR / "workingset.data",
+             std::string(200, ' ') + "\nRecordState:" + record + "\nUid: 1\nPid: 0\nName: " + SCENE + "\n");
+    }
+
+private:
+    const fs::path ROOT = "/dev/workingset";
+    const fs::path MONITOR = ROOT / "monitor0";
+};
 
 // What the work that is handed to it takes.
 class Meter {
@@ -113,7 +163,7 @@ struct Costs {
 
 class ColdStarts {
 public:
-    ColdStarts(Host::VirtualDevice& device, MainQueueRuntime& runtime, const Host::PluginLibrary& plugin, Meter& meter)
+    ColdStarts(Device& device, MainQueueRuntime& runtime, const Host::PluginLibrary& plugin, Meter& meter)
         : device_(device), runtime_(runtime), plugin_(plugin), meter_(meter) {}
 
     void RunPlugin(const Case& one, Costs& costs) {
@@ -158,7 +208,12 @@ private:
             fs::create_directories(fs::path(RECORDS) / BUNDLE);
             std::ofstream(fs::path(RECORDS) / SCENE, std::ios::app);
         }
-        device_.Apply({{"scenes", {{SCENE, {{"record", one.record}}}}}});
+        device_.Prepare(one.record);
+        // The processes of the background are in the limited group already.
+        ResourceSchedule::nextReply = {{"list", nlohmann::json::array()}};
+        for (int number = 0; number < BACKGROUND_PROCESSES; ++number) {
+            ResourceSchedule::nextReply["list"].push_back(std::to_string(FIRST_BACKGROUND_PID + number));
+        }
         meter_.TakeNs();
         meter_.TakeCounts();
         meter_.TakeRuns();
@@ -183,7 +238,7 @@ private:
         costs.calls[step] = meter_.TakeCounts();
     }
 
-    Host::VirtualDevice& device_;
+    Device& device_;
     MainQueueRuntime& runtime_;
     const Host::PluginLibrary& plugin_;
     Meter& meter_;
@@ -271,6 +326,7 @@ struct Options {
     int rounds = 15;
     int starts = 100;
     bool showsCalls = false;
+    bool isPlain = false;
     std::string plugin = Host::PluginLibrary::DefaultPath();
 };
 
@@ -281,11 +337,15 @@ int Run(const Options& options) {
     MainQueueRuntime runtime(model.startTimeS, [&meter](const std::function<void()>& task) { meter.Run(task); });
     Host::TaskRuntime::Install(runtime);
     std::string error;
-    const auto device = Host::VirtualDevice::Start(model, error);
-    const auto plugin = device == nullptr ? nullptr : Host::PluginLibrary::Open(options.plugin, error);
+    std::unique_ptr<Device> device;
+    if (options.isPlain) {
+        device = std::make_unique<PlainFiles>(model);
+    } else {
+        device = std::make_unique<AnsweringDevice>(model);
+    }
+    const auto plugin = Host::PluginLibrary::Open(options.plugin, error);
     if (plugin == nullptr) {
-        std::fprintf(stderr, "bench_cold_start: %s\n", error.c_str());
-        return EXIT_FAILURE;
+        throw std::runtime_error(error);
     }
     plugin->Init();
     runtime.RunFor(5000000);
@@ -346,6 +406,7 @@ int main(int argc, char** argv) {
     app.add_option("--rounds", options.rounds)->check(CLI::Range(1, 1000));
     app.add_option("--starts", options.starts, "Of each kind, in a round")->check(CLI::Range(1, 100000));
     app.add_flag("--calls", options.showsCalls, "Which calls each makes, by step, in the place of times");
+    app.add_flag("--plain", options.isPlain, "The control files are plain files in memory");
     app.add_option("--plugin", options.plugin);
     CLI11_PARSE(app, argc, argv);
     try {

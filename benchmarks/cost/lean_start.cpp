@@ -95,7 +95,11 @@ bool LeanStart::AbilityStart() {
         !ReadFile(DATA, text)) {
         return false;
     }
-    const char* const state = text + strlen("RecordState:");
+    const char* state = strstr(text, "RecordState:");
+    if (state == nullptr) {
+        return false;
+    }
+    state += strlen("RecordState:");
     const bool isUpToDate = strncmp(state, "uptodate\n", strlen("uptodate\n")) == 0;
     isCollected_ = !isUpToDate;
     isPreread_ = isUpToDate || strncmp(state, "older\n", strlen("older\n")) == 0;

@@ -58,6 +58,12 @@ void Refuse(uint32_t resType, int64_t value, const std::string& reason) {
     Journal::GetInstance().Append(RefusedEntry{resType, value, reason});
 }
 
+void NoteRequest(bool sync, uint32_t resType, int64_t value, const nlohmann::json& payload) {
+    if (Journal& journal = Journal::GetInstance(); journal.HasSinks()) {
+        journal.Append(RequestEntry{sync, resType, value, payload});
+    }
+}
+
 std::string FileRefusal(const std::string& path, int error) {
     return error == 0 ? "" : path + ": " + ErrnoName(error);
 }
@@ -185,7 +191,7 @@ ExecutorClient& ExecutorClient::GetInstance() {
 }
 
 void ExecutorClient::SendRequestAsync(uint32_t resType, int64_t value, const nlohmann::json& payload) {
-    Host::Journal::GetInstance().Append(Host::RequestEntry{false, resType, value, payload});
+    Host::NoteRequest(false, resType, value, payload);
     const Host::ExecutorCall call;
     if (call.Executor() != nullptr) {
         call.Executor()->SendAsync(resType, value, payload);
@@ -194,7 +200,7 @@ void ExecutorClient::SendRequestAsync(uint32_t resType, int64_t value, const nlo
 
 int32_t ExecutorClient::SendRequestSync(uint32_t resType, int64_t value, const nlohmann::json& payload,
                                         nlohmann::json& reply) {
-    Host::Journal::GetInstance().Append(Host::RequestEntry{true, resType, value, payload});
+    Host::NoteRequest(true, resType, value, payload);
     const Host::ExecutorCall call;
     if (call.Executor() == nullptr) {
         reply = nlohmann::json();

@@ -48,6 +48,7 @@ public:
             return SERVICE_IS_DEAD;
         }
         processes.clear();
+        processes.reserve(device->processes.size());
         for (const auto& [pid, process] : device->processes) {
             processes.push_back({pid, process.uid, process.bundles});
         }
