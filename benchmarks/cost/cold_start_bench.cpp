@@ -5,142 +5,70 @@
 //
 // Exit codes: 0 done, 1 not.
 
+#include <sys/wait.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
+#include <functional>
 #include <memory>
 #include <numeric>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "benchmarks/cost/cold_start_device.h"
 #include "benchmarks/cost/lean_start.h"
 #include "benchmarks/cost/main_queue.h"
 #include "benchmarks/cost/measure.h"
 #include "benchmarks/cost/system_calls.h"
 #include "host/replay/plugin_library.h"
-#include "host/replay/virtual_device.h"
 #include "host/sandbox/sandbox.h"
-#include "platform/executor_client.h"
 #include "platform/file_util.h"
-
-namespace ZYRA::ResourceSchedule {
-
-// The executor is another process, whose work is not the main queue's: in the place of the device's stands one that
-// takes requests and does nothing, and has an answer ready for the one that is waited for.
-static nlohmann::json nextReply;
-
-void ExecutorClient::SendRequestAsync(uint32_t /*resType*/, int64_t /*value*/, const nlohmann::json& /*payload*/) {}
-
-int32_t ExecutorClient::SendRequestSync(uint32_t /*resType*/, int64_t /*value*/, const nlohmann::json& /*payload*/,
-                                        nlohmann::json& reply) {
-    reply = std::exchange(nextReply, {});
-    return 0;
-}
-
-}  // namespace ZYRA::ResourceSchedule
 
 namespace ZYRA::Bench {
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr char RECORDS[] = "/data/service/el1/public/ressched/workingset";
-constexpr char BUNDLE[] = "com.example.mail";
-constexpr char SCENE[] = "com.example.mail/com.example.mail";
-constexpr int UID = 20010034;
-constexpr int PID = 3121;
-constexpr int BACKGROUND_PROCESSES = 6;
-constexpr int FIRST_BACKGROUND_PID = 5000;
-
 enum Step : size_t { ABILITY_START, PROCESS_START, PAGE_START, PAGE_COMPLETE, DELAY_TIMEOUT, STOP, STEP_COUNT };
-constexpr const char* STEP_NAMES[] = {"ability start", "process start", "page start",
+constexpr const char* STEP_NAMES[] = {"ability start", "process start",  "page start",
                                       "page complete", "delay time-out", "stop"};
+// The time-outs of a device with 8 GB of memory.
+constexpr int64_t DELAY_US = 500000;
+constexpr int64_t STOP_US = 4500000;
+constexpr int64_t REST_US = 20000000;
 
 struct Case {
     const char* title;
     const char* record;
 };
-constexpr Case CASES[] = {{"first start, nothing recorded yet: collected", "absent"},
-                          {"the record is older than its files: preread and collected", "older"},
-                          {"the record is up to date: preread", "uptodate"}};
+constexpr Case CASES[] = {{"The first start: there is no record, one is collected", "absent"},
+                          {"A later start: the record is older than its files, preread and collected anew", "older"},
+                          {"A later start: the record is up to date and preread", "uptodate"}};
 
-template <typename Value>
-using BySteps = std::array<Value, STEP_COUNT>;
-
-void Fill(const fs::path& file, const std::string& content) {
-    std::ofstream(file) << content;
-}
-
-// What stands behind the control files.
-class Device {
-public:
-    virtual ~Device() = default;
-    // The device is as before the start of a scene whose record has that state.
-    virtual void Prepare(const char* record) = 0;
-};
-
-// The virtual device, whose kernel answers every operation.
-class AnsweringDevice final : public Device {
-public:
-    explicit AnsweringDevice(const Host::DeviceModel& model) : device_(Host::VirtualDevice::Start(model, error_)) {
-        if (device_ == nullptr) {
-            throw std::runtime_error(error_);
-        }
-    }
-    void Prepare(const char* record) override { device_->Apply({{"scenes", {{SCENE, {{"record", record}}}}}}); }
-
-private:
-    std::string error_;
-    const std::unique_ptr<Host::VirtualDevice> device_;
-};
-
-// Plain files in memory, the quickest that there are, filled beforehand with what is going to be asked.
-class PlainFiles final : public Device {
-public:
-    explicit PlainFiles(const Host::DeviceModel& model) {
-        Host::DeviceServices::GetInstance().Set(model.state);
-        fs::create_directories(MONITOR);
-        Fill(ROOT / "cgroup.procs", "");
-        Fill(ROOT / "workingset.dfxerror", "0");
-    }
-    void Prepare(const char* record) override {
-        Fill(MONITOR / "workingset.state", "OUTOFWORK");
-        Fill(MONITOR / "cgroup.procs", "");
-        // The line of the scene is written over the first one.
-        Fill(MONITOR / "workingset.data",
-             std::string(200, ' ') + "\nRecordState:" + record + "\nUid: 1\nPid: 0\nName: " + SCENE + "\n");
-    }
-
-private:
-    const fs::path ROOT = "/dev/workingset";
-    const fs::path MONITOR = ROOT / "monitor0";
-};
-
-// What the work that is handed to it takes.
+// What the work that is handed to it takes: the calling thread's time of the processor, or its system calls, which to
+// count takes time.
 class Meter {
 public:
-    // Counts system calls instead of time, which tracing makes longer.
     void CountCalls(SystemCalls* calls) { calls_ = calls; }
     void Run(const std::function<void()>& work) {
         if (calls_ != nullptr) {
             calls_->Take();
             work();
-            for (const auto& [number, count] : calls_->Take()) {
-                counts_[number] += count;
-            }
+            counts_ = calls_->Take();
         } else {
             const int64_t before = NowNs();
             work();
-            ns_ += NowNs() - before;
+            ns_ = NowNs() - before;
         }
         ++runs_;
     }
-    int64_t TakeNs() { return std::exchange(ns_, 0); }
-    CallCounts TakeCounts() { return std::exchange(counts_, {}); }
+    // Of the last run.
+    int64_t Ns() const { return ns_; }
+    const CallCounts& Calls() const { return counts_; }
+    // Since the last call of this.
     int TakeRuns() { return std::exchange(runs_, 0); }
 
 private:
@@ -156,19 +84,31 @@ private:
     int runs_ = 0;
 };
 
+// The sums of the time, and the calls of the last start.
 struct Costs {
-    BySteps<int64_t> ns{};
-    BySteps<CallCounts> calls;
+    std::array<int64_t, STEP_COUNT> ns{};
+    std::array<CallCounts, STEP_COUNT> calls;
 };
 
 class ColdStarts {
 public:
-    ColdStarts(Device& device, MainQueueRuntime& runtime, const Host::PluginLibrary& plugin, Meter& meter)
-        : device_(device), runtime_(runtime), plugin_(plugin), meter_(meter) {}
+    ColdStarts(ColdStartDevice& device, const std::string& pluginPath)
+        : device_(device), runtime_(START_TIME_S, [this](const std::function<void()>& task) { meter_.Run(task); }) {
+        Host::TaskRuntime::Install(runtime_);
+        std::string error;
+        plugin_ = Host::PluginLibrary::Open(pluginPath, error);
+        if (plugin_ == nullptr) {
+            throw std::runtime_error(error);
+        }
+        plugin_->Init();
+        runtime_.RunFor(REST_US);
+    }
+    ~ColdStarts() { plugin_->Disable(); }
+
+    Meter& Measured() { return meter_; }
 
     void RunPlugin(const Case& one, Costs& costs) {
         Prepare(one);
-        // The devices's time-outs for 8 GB of memory: the stop is 5 s behind the page, the pause half a second.
         const nlohmann::json payload = {{"bundleName", BUNDLE},
                                         {"uid", std::to_string(UID)},
                                         {"pid", std::to_string(PID)},
@@ -182,11 +122,11 @@ public:
         Note(PAGE_START, costs);
         Send(10, 1, payload);
         Note(PAGE_COMPLETE, costs);
-        runtime_.RunFor(500000);
+        runtime_.RunFor(DELAY_US);
         Note(DELAY_TIMEOUT, costs);
-        runtime_.RunFor(4500000);
+        runtime_.RunFor(STOP_US);
         Note(STOP, costs);
-        runtime_.RunFor(20000000);
+        runtime_.RunFor(REST_US);
     }
 
     void RunLean(const Case& one, Costs& costs) {
@@ -194,39 +134,24 @@ public:
         LeanStart start(BUNDLE, UID, PID);
         RunLeanStep(ABILITY_START, costs, [&start] { return start.AbilityStart(); });
         RunLeanStep(PROCESS_START, costs, [&start] { return start.ProcessStart(); });
-        RunLeanStep(PAGE_START, costs, [] { return true; });
-        RunLeanStep(PAGE_COMPLETE, costs, [] { return true; });
         RunLeanStep(DELAY_TIMEOUT, costs, [&start] { return start.DelayTimeout(); });
         RunLeanStep(STOP, costs, [&start] { return start.Stop(); });
     }
 
 private:
     void Prepare(const Case& one) {
-        if (std::string_view(one.record) == "absent") {
-            fs::remove_all(fs::path(RECORDS) / BUNDLE);
-        } else {
-            fs::create_directories(fs::path(RECORDS) / BUNDLE);
-            std::ofstream(fs::path(RECORDS) / SCENE, std::ios::app);
-        }
         device_.Prepare(one.record);
-        // The processes of the background are in the limited group already.
-        ResourceSchedule::nextReply = {{"list", nlohmann::json::array()}};
-        for (int number = 0; number < BACKGROUND_PROCESSES; ++number) {
-            ResourceSchedule::nextReply["list"].push_back(std::to_string(FIRST_BACKGROUND_PID + number));
-        }
-        meter_.TakeNs();
-        meter_.TakeCounts();
         meter_.TakeRuns();
     }
     void Send(uint32_t type, int64_t value, const nlohmann::json& payload) {
-        plugin_.Dispatch(std::make_shared<ResourceSchedule::ResData>(ResourceSchedule::ResData{type, value, payload}));
+        plugin_->Dispatch(std::make_shared<ResourceSchedule::ResData>(ResourceSchedule::ResData{type, value, payload}));
         runtime_.RunFor(0);
     }
     void RunLeanStep(Step step, Costs& costs, const std::function<bool()>& work) {
         bool isDone = false;
         meter_.Run([&] { isDone = work(); });
         if (!isDone) {
-            throw std::runtime_error(std::string("the lean start fails: ") + STEP_NAMES[step]);
+            throw std::runtime_error(std::string("a file operation fails: ") + STEP_NAMES[step]);
         }
         Note(step, costs);
     }
@@ -234,166 +159,204 @@ private:
         if (meter_.TakeRuns() != 1) {
             throw std::runtime_error(std::string("not one task: ") + STEP_NAMES[step]);
         }
-        costs.ns[step] += meter_.TakeNs();
-        costs.calls[step] = meter_.TakeCounts();
+        costs.ns[step] += meter_.Ns();
+        costs.calls[step] = meter_.Calls();
     }
 
-    Device& device_;
-    MainQueueRuntime& runtime_;
-    const Host::PluginLibrary& plugin_;
-    Meter& meter_;
+    ColdStartDevice& device_;
+    Meter meter_;
+    MainQueueRuntime runtime_;
+    std::unique_ptr<Host::PluginLibrary> plugin_;
 };
 
-// Microseconds a start, round by round. The last row is the whole start.
-struct Times {
-    std::array<std::vector<double>, STEP_COUNT + 1> us;
+// Microseconds a start, round by round. The last row is all of the start.
+using Times = std::array<std::vector<double>, STEP_COUNT + 1>;
 
-    void Add(const Costs& costs, int starts, double emptyNs) {
-        double wholeNs = 0;
-        for (size_t step = 0; step < STEP_COUNT; ++step) {
-            const double ns = static_cast<double>(costs.ns[step]) / starts - emptyNs;
-            wholeNs += ns;
-            us[step].push_back(ns / 1000);
-        }
-        us[STEP_COUNT].push_back(wholeNs / 1000);
+void AddRound(const Costs& costs, int starts, double emptyNs, Times& times) {
+    double sumUs = 0;
+    for (size_t step = 0; step < STEP_COUNT; ++step) {
+        const double us = costs.ns[step] == 0 ? 0 : (static_cast<double>(costs.ns[step]) / starts - emptyNs) / 1000;
+        sumUs += us;
+        times[step].push_back(us);
     }
-};
+    times[STEP_COUNT].push_back(sumUs);
+}
 
 int Sum(const CallCounts& counts) {
     return std::accumulate(counts.begin(), counts.end(), 0, [](int sum, const auto& one) { return sum + one.second; });
 }
 
-void PrintTable(const Times& plugin, const Times& lean, const Costs* pluginCalls, const Costs* leanCalls) {
-    std::vector<std::string> header = {"step", "plugin µs", "file operations µs", "ratio"};
-    if (pluginCalls != nullptr) {
-        header.insert(header.end(), {"plugin's calls", "needed calls"});
-    }
-    Table table(std::move(header));
-    int pluginSum = 0;
-    int leanSum = 0;
-    for (size_t step = 0; step <= STEP_COUNT; ++step) {
-        const bool isWhole = step == STEP_COUNT;
-        const double leanUs = SpreadOf(lean.us[step]).median;
-        const bool isEmpty = leanUs < 0.5;
-        std::vector<std::string> cells = {isWhole ? "all" : STEP_NAMES[step],
-                                          Text(SpreadOf(plugin.us[step]).median, 1), Text(isEmpty ? 0 : leanUs, 1),
-                                          isEmpty ? "nothing to do" : Text(RatioOf(plugin.us[step], lean.us[step]), 2)};
-        if (pluginCalls != nullptr) {
-            const int pluginCount = isWhole ? pluginSum : Sum(pluginCalls->calls[step]);
-            const int leanCount = isWhole ? leanSum : Sum(leanCalls->calls[step]);
-            pluginSum += pluginCount;
-            leanSum += leanCount;
-            cells.insert(cells.end(), {std::to_string(pluginCount), std::to_string(leanCount)});
-        }
-        table.Add(std::move(cells));
-    }
-    table.Print();
-}
-
-void PrintCalls(const Costs& plugin, const Costs& lean) {
-    Table table({"step: call", "plugin", "needed"});
-    for (size_t step = 0; step < STEP_COUNT; ++step) {
-        std::map<long, std::pair<int, int>> both;
-        for (const auto& [number, count] : plugin.calls[step]) {
-            both[number].first = count;
-        }
-        for (const auto& [number, count] : lean.calls[step]) {
-            both[number].second = count;
-        }
-        for (const auto& [number, counts] : both) {
-            table.Add({std::string(STEP_NAMES[step]) + ": " + CallName(number), std::to_string(counts.first),
-                       std::to_string(counts.second)});
-        }
-    }
-    table.Print();
-}
-
-Host::DeviceModel Model() {
-    nlohmann::json processes = {
-        {std::to_string(PID), {{"uid", UID}, {"bundles", {BUNDLE}}, {"foreground", true}}}};
-    for (int number = 0; number < BACKGROUND_PROCESSES; ++number) {
-        processes[std::to_string(FIRST_BACKGROUND_PID + number)] = {
-            {"uid", UID + 1 + number}, {"bundles", {"com.example.app" + std::to_string(number)}}};
-    }
-    Host::LocatedJson located;
-    located.value = {{"processes", processes}, {"bundles", {{BUNDLE, {{"uid", UID}}}}}};
-    Host::DeviceModel model;
-    ApplyDevicePatch(Host::JsonNode(located), Host::DevicePhase::DESCRIBING, model);
-    return model;
-}
-
-struct Options {
-    int rounds = 15;
-    int starts = 100;
-    bool showsCalls = false;
-    bool isPlain = false;
-    std::string plugin = Host::PluginLibrary::DefaultPath();
+struct Contender {
+    Times times;
+    Costs calls;
 };
 
-int Run(const Options& options) {
-    const auto calls = SystemCalls::Open();
-    Meter meter;
-    const Host::DeviceModel model = Model();
-    MainQueueRuntime runtime(model.startTimeS, [&meter](const std::function<void()>& task) { meter.Run(task); });
-    Host::TaskRuntime::Install(runtime);
-    std::string error;
-    std::unique_ptr<Device> device;
-    if (options.isPlain) {
-        device = std::make_unique<PlainFiles>(model);
-    } else {
-        device = std::make_unique<AnsweringDevice>(model);
-    }
-    const auto plugin = Host::PluginLibrary::Open(options.plugin, error);
-    if (plugin == nullptr) {
-        throw std::runtime_error(error);
-    }
-    plugin->Init();
-    runtime.RunFor(5000000);
-    ColdStarts starts(*device, runtime, *plugin, meter);
-    for (const Case& one : CASES) {
-        // Whatever is done once in the life of the process has been done then, and memory has its final size.
+class Comparison {
+public:
+    struct Options {
+        int rounds = 15;
+        int starts = 100;
+        bool showsCalls = false;
+        std::string plugin = Host::PluginLibrary::DefaultPath();
+    };
+
+    Comparison(ColdStarts& starts, SystemCalls* calls, const Options& options)
+        : starts_(starts), calls_(calls), options_(options) {}
+
+    void Run(const Case& one) {
+        plugin_ = Contender();
+        lean_ = Contender();
+        // What is done once in the life of a process has been done then, and memory has its final size.
         Costs warm;
-        for (int start = 0; start < options.starts; ++start) {
-            starts.RunPlugin(one, warm);
-            starts.RunLean(one, warm);
+        RunBoth(one, options_.starts, warm, warm);
+        if (calls_ != nullptr) {
+            starts_.Measured().CountCalls(calls_);
+            RunBoth(one, 1, plugin_.calls, lean_.calls);
+            starts_.Measured().CountCalls(nullptr);
         }
-        Costs pluginCalls;
-        Costs leanCalls;
-        if (calls != nullptr) {
-            meter.CountCalls(calls.get());
-            starts.RunPlugin(one, pluginCalls);
-            starts.RunLean(one, leanCalls);
-            meter.CountCalls(nullptr);
-        }
-        Times pluginTimes;
-        Times leanTimes;
-        for (int round = 0; round < options.rounds; ++round) {
-            for (int start = 0; start < options.starts; ++start) {
-                meter.Run([] {});
-            }
-            meter.TakeRuns();
-            const double emptyNs = static_cast<double>(meter.TakeNs()) / options.starts;
-            Costs pluginCosts;
-            Costs leanCosts;
-            for (int start = 0; start < options.starts; ++start) {
-                starts.RunPlugin(one, pluginCosts);
-                starts.RunLean(one, leanCosts);
-            }
-            pluginTimes.Add(pluginCosts, options.starts, emptyNs);
-            leanTimes.Add(leanCosts, options.starts, emptyNs);
-        }
-        std::printf("%s**%s**\n\n", &one == CASES ? "" : "\n", one.title);
-        if (options.showsCalls) {
-            PrintCalls(pluginCalls, leanCalls);
-        } else {
-            PrintTable(pluginTimes, leanTimes, calls == nullptr ? nullptr : &pluginCalls, &leanCalls);
+        for (int round = 0; round < options_.rounds && !options_.showsCalls; ++round) {
+            const double emptyNs = MeasureNothing();
+            Costs plugin;
+            Costs lean;
+            RunBoth(one, options_.starts, plugin, lean);
+            AddRound(plugin, options_.starts, emptyNs, plugin_.times);
+            AddRound(lean, options_.starts, emptyNs, lean_.times);
         }
     }
+
+    // Of one step, or of all of them: the times, their ratio, and the numbers of calls where they were counted.
+    std::vector<std::string> Cells(const std::string& name, size_t step) const {
+        const double leanUs = SpreadOf(lean_.times[step]).median;
+        std::vector<std::string> cells = {
+            name, Text(SpreadOf(plugin_.times[step]).median, 1), Text(leanUs, 1),
+            leanUs < LEAST_US ? "nothing to do" : Text(RatioOf(plugin_.times[step], lean_.times[step]), 2)};
+        if (calls_ != nullptr) {
+            cells.insert(cells.end(), {CountText(plugin_.calls, step), CountText(lean_.calls, step)});
+        }
+        return cells;
+    }
+    void PrintSteps() const {
+        Table table(Header("step"));
+        for (size_t step = 0; step < STEP_COUNT; ++step) {
+            table.Add(Cells(STEP_NAMES[step], step));
+        }
+        table.Add(Cells("all", STEP_COUNT));
+        table.Print();
+    }
+    void PrintCalls() const {
+        Table table({"step and call", "plugin", "needed", "ratio"});
+        for (size_t step = 0; step < STEP_COUNT; ++step) {
+            std::map<long, std::pair<int, int>> both;
+            for (const auto& [number, count] : plugin_.calls.calls[step]) {
+                both[number].first = count;
+            }
+            for (const auto& [number, count] : lean_.calls.calls[step]) {
+                both[number].second = count;
+            }
+            for (const auto& [number, counts] : both) {
+                const auto& [plugin, lean] = counts;
+                table.Add({std::string(STEP_NAMES[step]) + ": " + CallName(number), std::to_string(plugin),
+                           std::to_string(lean), lean == 0 ? "not there" : Text(static_cast<double>(plugin) / lean, 2)});
+            }
+        }
+        table.Print();
+    }
+    std::vector<std::string> Header(const std::string& first) const {
+        std::vector<std::string> header = {first, "plugin µs", "file operations µs", "ratio"};
+        if (calls_ != nullptr) {
+            header.insert(header.end(), {"plugin's calls", "needed calls"});
+        }
+        return header;
+    }
+
+private:
+    static constexpr double LEAST_US = 0.5;
+
+    void RunBoth(const Case& one, int count, Costs& plugin, Costs& lean) {
+        for (int start = 0; start < count; ++start) {
+            starts_.RunPlugin(one, plugin);
+            starts_.RunLean(one, lean);
+        }
+    }
+    // What the clock adds to each run.
+    double MeasureNothing() {
+        int64_t ns = 0;
+        for (int run = 0; run < options_.starts; ++run) {
+            starts_.Measured().Run([] {});
+            ns += starts_.Measured().Ns();
+        }
+        return static_cast<double>(ns) / options_.starts;
+    }
+    static std::string CountText(const Costs& costs, size_t step) {
+        int sum = 0;
+        for (size_t other = 0; other < STEP_COUNT; ++other) {
+            sum += step == STEP_COUNT || step == other ? Sum(costs.calls[other]) : 0;
+        }
+        return std::to_string(sum);
+    }
+
+    ColdStarts& starts_;
+    SystemCalls* const calls_;
+    const Options options_;
+    Contender plugin_;
+    Contender lean_;
+};
+
+// By step, where the control files answer at once.
+void CompareSteps(const Comparison::Options& options) {
+    const auto device = ColdStartDevice::OfPlainFiles();
+    ColdStarts starts(*device, options.plugin);
+    const auto calls = SystemCalls::Open();
     if (calls == nullptr) {
-        std::puts("\nSystem calls were not counted: the kernel does not permit tracing here.");
+        std::puts("The kernel does not permit tracing here: system calls were not counted.\n");
     }
-    plugin->Disable();
-    return EXIT_SUCCESS;
+    for (const Case& one : CASES) {
+        Comparison comparison(starts, calls.get(), options);
+        comparison.Run(one);
+        std::printf("**%s**\n\n", one.title);
+        if (options.showsCalls) {
+            comparison.PrintCalls();
+        } else {
+            comparison.PrintSteps();
+        }
+        std::puts("");
+    }
+}
+
+// As a whole, where a facility answers.
+void CompareOnVirtualDevice(const Comparison::Options& options) {
+    const auto device = ColdStartDevice::Virtual();
+    ColdStarts starts(*device, options.plugin);
+    const auto calls = SystemCalls::Open();
+    Comparison comparison(starts, calls.get(), options);
+    Table table(comparison.Header("record"));
+    for (const Case& one : CASES) {
+        comparison.Run(one);
+        table.Add(comparison.Cells(one.record, STEP_COUNT));
+    }
+    std::puts("**All of a start on the virtual device**\n");
+    table.Print();
+}
+
+// In a process of its own, which has one device. Returns whether it went well.
+bool RunApart(void (*compare)(const Comparison::Options&), const Comparison::Options& options) {
+    std::fflush(stdout);
+    const pid_t child = fork();
+    if (child == 0) {
+        try {
+            if (const auto refusal = Host::EnterSandbox({128ULL << 30, ""})) {
+                throw std::runtime_error(*refusal);
+            }
+            compare(options);
+        } catch (const std::exception& failure) {
+            std::fprintf(stderr, "bench_cold_start: %s\n", failure.what());
+            std::_Exit(EXIT_FAILURE);
+        }
+        std::fflush(stdout);
+        std::_Exit(EXIT_SUCCESS);
+    }
+    int status = 0;
+    return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 }  // namespace
@@ -401,26 +364,20 @@ int Run(const Options& options) {
 
 int main(int argc, char** argv) {
     using namespace ZYRA::Bench;
-    Options options;
+    Comparison::Options options;
     CLI::App app("A cold start on the main queue, next to its file operations.");
     app.add_option("--rounds", options.rounds)->check(CLI::Range(1, 1000));
     app.add_option("--starts", options.starts, "Of each kind, in a round")->check(CLI::Range(1, 100000));
     app.add_flag("--calls", options.showsCalls, "Which calls each makes, by step, in the place of times");
-    app.add_flag("--plain", options.isPlain, "The control files are plain files in memory");
     app.add_option("--plugin", options.plugin);
     CLI11_PARSE(app, argc, argv);
-    try {
-        std::string plugin;
-        if (!ZYRA::PathToRealPath(options.plugin, plugin)) {
-            throw std::runtime_error("there is no " + options.plugin);
-        }
-        options.plugin = plugin;
-        if (const auto refusal = ZYRA::Host::EnterSandbox({128ULL << 30, ""})) {
-            throw std::runtime_error(*refusal);
-        }
-        return Run(options);
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "bench_cold_start: %s\n", failure.what());
+    std::string plugin;
+    if (!ZYRA::PathToRealPath(options.plugin, plugin)) {
+        std::fprintf(stderr, "bench_cold_start: there is no %s\n", options.plugin.c_str());
         return EXIT_FAILURE;
     }
+    options.plugin = plugin;
+    const bool isDone =
+        RunApart(CompareSteps, options) && (options.showsCalls || RunApart(CompareOnVirtualDevice, options));
+    return isDone ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -28,6 +28,7 @@ bool FileSystem::ReadLinesFromFile(const std::string& path, std::vector<std::str
         errno = error;
         return false;
     }
+    lines.reserve(lines.size() + static_cast<size_t>(std::count(content.begin(), content.end(), '\n')) + 1);
     for (size_t begin = 0; begin < content.size();) {
         const size_t end = std::min(content.find('\n', begin), content.size());
         lines.emplace_back(content, begin, end - begin);
