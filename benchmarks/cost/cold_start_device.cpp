@@ -55,8 +55,7 @@ Host::DeviceModel Model() {
             {"uid", UID + 1 + number}, {"bundles", {"com.example.app" + std::to_string(number)}}};
     }
     Host::LocatedJson located;
-    located.value = {
-        {"startTime", START_TIME_S}, {"processes", processes}, {"bundles", {{BUNDLE, {{"uid", UID}}}}}};
+    located.value = {{"startTime", START_TIME_S}, {"processes", processes}, {"bundles", {{BUNDLE, {{"uid", UID}}}}}};
     Host::DeviceModel model;
     ApplyDevicePatch(Host::JsonNode(located), Host::DevicePhase::DESCRIBING, model);
     return model;
@@ -77,8 +76,8 @@ private:
         constexpr size_t SCENE_LINE_SIZE = 200;
         Fill(MONITOR / "workingset.state", "OUTOFWORK");
         Fill(MONITOR / "cgroup.procs", "");
-        Fill(MONITOR / "workingset.data", std::string(SCENE_LINE_SIZE, ' ') + "\nRecordState:" + record +
-                                              "\nUid: 1\nPid: 0\nName: " + SCENE + "\n");
+        Fill(MONITOR / "workingset.data",
+             std::string(SCENE_LINE_SIZE, ' ') + "\nRecordState:" + record + "\nUid: 1\nPid: 0\nName: " + SCENE + "\n");
     }
 };
 

@@ -79,8 +79,7 @@ bool MakeRecordFile(const char* bundleName) {
 
 }  // namespace
 
-LeanStart::LeanStart(const std::string& bundleName, int uid, int pid)
-    : bundleName_(bundleName), uid_(uid), pid_(pid) {}
+LeanStart::LeanStart(const std::string& bundleName, int uid, int pid) : bundleName_(bundleName), uid_(uid), pid_(pid) {}
 
 bool LeanStart::BindScene(int pid) const {
     char line[TEXT_BYTES];

@@ -23,16 +23,32 @@ constexpr size_t RING_BYTES = size_t{1} << 20;
 
 std::string CallName(long number) {
     static const std::map<long, const char*> NAMES = {
-        {SYS_read, "read"},         {SYS_write, "write"},         {SYS_close, "close"},
-        {SYS_openat, "openat"},     {SYS_openat2, "openat2"},     {SYS_newfstatat, "newfstatat"},
-        {SYS_fstat, "fstat"},       {SYS_lseek, "lseek"},         {SYS_readlinkat, "readlinkat"},
-        {SYS_mkdirat, "mkdirat"},   {SYS_unlinkat, "unlinkat"},   {SYS_futex, "futex"},
-        {SYS_brk, "brk"},           {SYS_mmap, "mmap"},           {SYS_munmap, "munmap"},
-        {SYS_mprotect, "mprotect"}, {SYS_madvise, "madvise"},     {SYS_clock_gettime, "clock_gettime"},
-        {SYS_fcntl, "fcntl"},       {SYS_getdents64, "getdents64"},
+        {SYS_read, "read"},
+        {SYS_write, "write"},
+        {SYS_close, "close"},
+        {SYS_openat, "openat"},
+        {SYS_openat2, "openat2"},
+        {SYS_newfstatat, "newfstatat"},
+        {SYS_fstat, "fstat"},
+        {SYS_lseek, "lseek"},
+        {SYS_readlinkat, "readlinkat"},
+        {SYS_mkdirat, "mkdirat"},
+        {SYS_unlinkat, "unlinkat"},
+        {SYS_futex, "futex"},
+        {SYS_brk, "brk"},
+        {SYS_mmap, "mmap"},
+        {SYS_munmap, "munmap"},
+        {SYS_mprotect, "mprotect"},
+        {SYS_madvise, "madvise"},
+        {SYS_clock_gettime, "clock_gettime"},
+        {SYS_fcntl, "fcntl"},
+        {SYS_getdents64, "getdents64"},
 #ifdef SYS_readlink
-        {SYS_readlink, "readlink"}, {SYS_mkdir, "mkdir"},         {SYS_open, "open"},
-        {SYS_lstat, "lstat"},       {SYS_stat, "stat"},
+        {SYS_readlink, "readlink"},
+        {SYS_mkdir, "mkdir"},
+        {SYS_open, "open"},
+        {SYS_lstat, "lstat"},
+        {SYS_stat, "stat"},
 #endif
     };
     const auto name = NAMES.find(number);
