@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string_view>
+#include <utility>
 
 #include "frame/common/common_util.h"
 #include "frame/common/io_sched_log.h"
@@ -17,7 +19,7 @@ namespace {
 constexpr int32_t UIDS_PER_USER = 200000;
 
 // Limited although they belong to the system.
-constexpr const char* ALWAYS_LIMITED_BUNDLES[] = {"com.zelmar.qubapp.storefront", "com.zelmar.qubos.settings"};
+constexpr std::string_view ALWAYS_LIMITED_BUNDLES[] = {"com.zelmar.qubapp.storefront", "com.zelmar.qubos.settings"};
 
 bool IsAlwaysLimited(const std::string& bundleName) {
     return std::find(std::begin(ALWAYS_LIMITED_BUNDLES), std::end(ALWAYS_LIMITED_BUNDLES), bundleName) !=
@@ -119,8 +121,11 @@ void IolimitHandler::GetForegroundAppInfo(AppMgr& appMgr, int32_t uid,
     if (appMgr.GetForegroundApplications(applications) != 0) {
         IOSCHED_LOGE("GetForegroundApplications failed");
     }
-    std::copy_if(applications.begin(), applications.end(), std::back_inserter(foregroundApps_),
-                 [uid](const AppStateData& app) { return app.uid == uid; });
+    for (AppStateData& app : applications) {
+        if (app.uid == uid) {
+            foregroundApps_.push_back(std::move(app));
+        }
+    }
     if (!foregroundApps_.empty()) {
         return;
     }
