@@ -5,14 +5,14 @@ target_compile_options(
   INTERFACE -Wall
             -Wextra
             -Wshadow
-            -Wnon-virtual-dtor
-            -Woverloaded-virtual
-            -Wold-style-cast
             -Wcast-qual
             -Wformat=2
             -Wimplicit-fallthrough
             -Wswitch-enum
-            -Werror)
+            -Werror
+            $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+            $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
+            $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   target_compile_options(project_warnings INTERFACE -Wthread-safety)
 else()

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Checks that every C++ file is laid out as .clang-format says.
+# Checks that every C and C++ file is laid out as .clang-format says.
 #
 # Usage: tools/check_format.sh           names each line that is not
 #        tools/check_format.sh --fix     lays the files out

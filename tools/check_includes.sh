@@ -1,6 +1,6 @@
 #!/bin/bash
 # Checks that includes point one way: which folder may include which stands in the table below. Headers of ours are
-# included in quotes and by their path from the root. sqlite3.h is included by .cpp files only.
+# included in quotes and by their path from the root. sqlite3.h is not included by headers.
 #
 # Usage: tools/check_includes.sh               checks the whole tree
 #        tools/check_includes.sh --self-test   checks this check, on a made-up tree
@@ -73,8 +73,8 @@ check() {
             mark = substr(name, 1, 1)
             name = substr(name, 2)
             sub(/[">].*/, "", name)
-            if (name ~ /(^|\/)sqlite3\.h$/ && FILENAME !~ /\.cpp$/)
-                breach("sqlite3.h is included by .cpp files only")
+            if (name ~ /(^|\/)sqlite3\.h$/ && FILENAME ~ /\.h$/)
+                breach("sqlite3.h is not included by headers")
             if (here == "" || (here, "*") in may)
                 next
             split(name, top, "/")
