@@ -1,6 +1,6 @@
 #!/bin/bash
-# Prints the C and C++ files of the tree, one a line, relative to its root: those that git tracks, and new ones that it does
-# not ignore.
+# Prints the C and C++ files of the tree, one a line, relative to its root: those that git tracks, and new ones that it
+# does not ignore.
 #
 # Usage: tools/sources.sh [PATTERN...]          the patterns are git's; without one, *.c, *.cpp and *.h
 #

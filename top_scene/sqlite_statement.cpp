@@ -50,6 +50,9 @@ int32_t SqliteStatement::BindArguments(const std::vector<VariantValue>& args) {
         IOSCHED_LOGE("bind argsNum > argsCount of sql statement.");
         return SQLITE_UTIL_TOO_MANY_ARGUMENTS;
     }
+    if (args.size() == static_cast<size_t>(argsCount)) {
+        return InnerBindArguments(args);
+    }
     std::vector<VariantValue> padded = args;
     padded.resize(static_cast<size_t>(argsCount));
     return InnerBindArguments(padded);

@@ -30,17 +30,19 @@ std::string WhereEquals(const char* column) {
     return std::string(column) + "=?";
 }
 
-using Batch = std::vector<std::vector<VariantValue>>;
+using Args = std::vector<VariantValue>;
 
-// One list of arguments for each row.
-template <typename Rows, typename ToArgs>
-Batch BatchOf(const Rows& rows, ToArgs toArgs) {
-    Batch batch;
-    batch.reserve(rows.size());
-    for (const auto& row : rows) {
-        batch.push_back(toArgs(row));
-    }
-    return batch;
+// Gives one list of arguments for each row, which `fill` puts together.
+// REQUIRES: the rows outlive what is returned.
+template <typename Rows, typename Fill>
+auto ArgsOfEach(const Rows& rows, Fill fill) {
+    return [row = rows.begin(), end = rows.end(), fill](Args& args) mutable {
+        if (row == end) {
+            return false;
+        }
+        fill(*row++, args);
+        return true;
+    };
 }
 
 }  // namespace
@@ -66,8 +68,8 @@ bool TopSceneDatabase::ParseSceneName(const std::string& sceneName, std::string&
     if (slash == std::string::npos) {
         return false;
     }
-    bundleName = sceneName.substr(0, slash);
-    appIntraSceneName = sceneName.substr(slash + 1);
+    bundleName.assign(sceneName, 0, slash);
+    appIntraSceneName.assign(sceneName, slash + 1);
     return true;
 }
 
@@ -149,10 +151,8 @@ int TopSceneDatabase::AddTempScene(const std::unordered_map<std::string, int>& s
                             Bracketed(LAUNCHED_COUNT) + ") VALUES(?, ?) ON CONFLICT (" + Bracketed(SCENE_NAME) +
                             ") DO UPDATE SET " + Bracketed(LAUNCHED_COUNT) + " = " + Bracketed(LAUNCHED_COUNT) + " + ?";
     IOSCHED_LOGD("upsertSql: %{public}s", sql.c_str());
-    const auto toArgs = [](const auto& scene) -> Batch::value_type {
-        return {scene.first, scene.second, scene.second};
-    };
-    if (ExecuteSqlWithBatchArgs(sql, BatchOf(scenes, toArgs)) != DB_OK) {
+    const auto fill = [](const auto& scene, Args& args) { args = {scene.first, scene.second, scene.second}; };
+    if (ExecuteSqlWithEachArgs(sql, ArgsOfEach(scenes, fill)) != DB_OK) {
         IOSCHED_LOGE("batch insert temp scene failed.");
         return DB_FAILED;
     }
@@ -160,12 +160,10 @@ int TopSceneDatabase::AddTempScene(const std::unordered_map<std::string, int>& s
 }
 
 int TopSceneDatabase::QueryAllTempScene(std::vector<TempSceneRecord>& scenes) const {
-    std::vector<ValuesBucket> rows;
-    const int result = Query(rows, TEMP_SCENE_TABLE, {}, "", {});
-    for (const ValuesBucket& row : rows) {
+    const auto visit = [&scenes](const ValuesBucket& row) {
         TempSceneRecord::TranslateToTempSceneRecord(row, scenes.emplace_back());
-    }
-    return result;
+    };
+    return QueryEach(visit, TEMP_SCENE_TABLE, {}, "", {});
 }
 
 int TopSceneDatabase::DeleteAllTempScene() const {
@@ -199,17 +197,21 @@ int TopSceneDatabase::UpsertTopScene(const std::vector<TempSceneRecord>& scenes)
                             Bracketed(LAUNCHED_COUNT) + " = " + Bracketed(LAUNCHED_COUNT) + " + ?, " +
                             Bracketed(DECAY_LAUNCHED_COUNT) + " = " + Bracketed(DECAY_LAUNCHED_COUNT) + " + ?";
     IOSCHED_LOGD("upsertSql: %{public}s", sql.c_str());
-    Batch batch;
-    batch.reserve(scenes.size());
-    for (const TempSceneRecord& scene : scenes) {
+    auto scene = scenes.begin();
+    const auto next = [&](Args& args) {
         std::string bundleName;
         std::string appIntraSceneName;
-        if (ParseSceneName(scene.sceneName, bundleName, appIntraSceneName)) {
-            const int32_t count = scene.launchedCount;
-            batch.push_back({bundleName, appIntraSceneName, count, count, count, count});
+        while (scene != scenes.end() && !ParseSceneName(scene->sceneName, bundleName, appIntraSceneName)) {
+            ++scene;
         }
-    }
-    if (ExecuteSqlWithBatchArgs(sql, batch) != DB_OK) {
+        if (scene == scenes.end()) {
+            return false;
+        }
+        const int32_t count = scene++->launchedCount;
+        args = {std::move(bundleName), std::move(appIntraSceneName), count, count, count, count};
+        return true;
+    };
+    if (ExecuteSqlWithEachArgs(sql, next) != DB_OK) {
         IOSCHED_LOGE("batch insert temp scene failed.");
         return DB_FAILED;
     }
@@ -227,20 +229,18 @@ int TopSceneDatabase::UpdateTopSceneData(double factor, const std::vector<TempSc
 }
 
 int TopSceneDatabase::QueryActiveTopScene(std::vector<TopSceneRecord>& scenes) const {
-    std::vector<ValuesBucket> rows;
-    const int result = Query(rows, TOP_SCENE_TABLE, {}, WhereEquals(IS_DELETED), {false});
-    for (const ValuesBucket& row : rows) {
+    const auto visit = [&scenes](const ValuesBucket& row) {
         TopSceneRecord::TranslateToTopSceneRecord(row, scenes.emplace_back());
-    }
-    return result;
+    };
+    return QueryEach(visit, TOP_SCENE_TABLE, {}, WhereEquals(IS_DELETED), {false});
 }
 
 int TopSceneDatabase::UpdateTopSceneDeletedStatus(const std::vector<int>& ids) const {
     const std::string sql = "UPDATE " + Bracketed(TOP_SCENE_TABLE) + " SET " + Bracketed(IS_DELETED) + " = ? WHERE " +
                             Bracketed(TOP_SCENE_ID) + " = ?";
     IOSCHED_LOGD("updateSql: %{public}s", sql.c_str());
-    const auto toArgs = [](int id) -> Batch::value_type { return {true, id}; };
-    if (ExecuteSqlWithBatchArgs(sql, BatchOf(ids, toArgs)) != DB_OK) {
+    const auto fill = [](int id, Args& args) { args = {true, id}; };
+    if (ExecuteSqlWithEachArgs(sql, ArgsOfEach(ids, fill)) != DB_OK) {
         IOSCHED_LOGE("batch update top scene delete status failed.");
         return DB_FAILED;
     }
@@ -251,10 +251,8 @@ int TopSceneDatabase::UpdateTopSceneIsTopStatus(const std::vector<TopSceneRecord
     const std::string sql = "UPDATE " + Bracketed(TOP_SCENE_TABLE) + " SET " + Bracketed(IS_TOP_SCENE) + " = ? WHERE " +
                             Bracketed(TOP_SCENE_ID) + " = ?";
     IOSCHED_LOGD("updateSql: %{public}s", sql.c_str());
-    const auto toArgs = [](const TopSceneRecord& record) -> Batch::value_type {
-        return {record.isTopScene, record.topSceneId};
-    };
-    if (ExecuteSqlWithBatchArgs(sql, BatchOf(records, toArgs)) != DB_OK) {
+    const auto fill = [](const TopSceneRecord& record, Args& args) { args = {record.isTopScene, record.topSceneId}; };
+    if (ExecuteSqlWithEachArgs(sql, ArgsOfEach(records, fill)) != DB_OK) {
         IOSCHED_LOGE("batch update top scene delete status failed.");
         return DB_FAILED;
     }
@@ -264,8 +262,8 @@ int TopSceneDatabase::UpdateTopSceneIsTopStatus(const std::vector<TopSceneRecord
 int TopSceneDatabase::DeleteTopScene(const std::vector<int>& ids) const {
     const std::string sql = "DELETE FROM " + Bracketed(TOP_SCENE_TABLE) + " WHERE " + Bracketed(TOP_SCENE_ID) + " = ?";
     IOSCHED_LOGD("deleteSql: %{public}s", sql.c_str());
-    const auto toArgs = [](int id) -> Batch::value_type { return {id}; };
-    if (ExecuteSqlWithBatchArgs(sql, BatchOf(ids, toArgs)) != DB_OK) {
+    const auto fill = [](int id, Args& args) { args = {id}; };
+    if (ExecuteSqlWithEachArgs(sql, ArgsOfEach(ids, fill)) != DB_OK) {
         IOSCHED_LOGE("batch delete top scene failed.");
         return DB_FAILED;
     }

@@ -83,6 +83,16 @@ private:
     static constexpr int DB_OK = 0;
     static constexpr int DB_FAILED = -1;
 
+    using RowVisitor = std::function<void(const ValuesBucket&)>;
+    // Fills the list with the next arguments, in place of those that it holds; returns false when there are no more.
+    using ArgsSource = std::function<bool(std::vector<VariantValue>&)>;
+
+    // Query and ExecuteSqlWithBatchArgs, whose names their log lines bear, for tables and batches of any size: one row,
+    // or list, is held at a time. The row is the visitor's until it returns.
+    int QueryEach(const RowVisitor& visit, const std::string& table, const std::vector<std::string>& columns,
+                  const std::string& whereClause, const std::vector<VariantValue>& whereArgs) const;
+    int ExecuteSqlWithEachArgs(const std::string& sql, const ArgsSource& next) const;
+
     // Makes the changes one after the other, up to the first that fails, and keeps all or none of them.
     int ExecuteInTransaction(std::initializer_list<std::function<int()>> changes) const;
     // Runs one statement that changes rows.

@@ -9,6 +9,10 @@ namespace ZYRA::ResourceSchedule {
 
 namespace {
 
+// The operations that the log lines of their inner parts bear.
+constexpr char QUERY[] = "Query";
+constexpr char EXECUTE_BATCH[] = "ExecuteSqlWithBatchArgs";
+
 std::string WithWhere(const std::string& sql, const std::string& whereClause) {
     return whereClause.empty() ? sql : sql + " WHERE " + whereClause;
 }
@@ -38,19 +42,31 @@ void TopSceneDatabase::AppendQueryColumns(std::string& sql, const std::vector<st
 int TopSceneDatabase::Query(std::vector<ValuesBucket>& rows, const std::string& table,
                             const std::vector<std::string>& columns, const std::string& whereClause,
                             const std::vector<VariantValue>& whereArgs) const {
+    return QueryEach([&rows](const ValuesBucket& row) { rows.push_back(row); }, table, columns, whereClause, whereArgs);
+}
+
+int TopSceneDatabase::QueryEach(const RowVisitor& visit, const std::string& table,
+                                const std::vector<std::string>& columns, const std::string& whereClause,
+                                const std::vector<VariantValue>& whereArgs) const {
     const std::string sql = CreatePreparedQuerySql(table, columns, whereClause);
-    IOSCHED_LOGD("querySql: %{public}s", sql.c_str());
+    IOSCHED_LOGD_AS(QUERY, "querySql: %{public}s", sql.c_str());
     const auto statement = CreateSqliteStatement(sql);
     if (statement->PrepareAndBindArguments(whereArgs) != SQLITE_UTIL_OK) {
         return DB_FAILED;
     }
-    const int32_t columnCount = statement->GetColumnCount();
+    ValuesBucket row;
+    std::vector<VariantValue*> values;  // Of the columns, null for one that has the name of one before it.
+    for (int32_t column = 0; column < statement->GetColumnCount(); ++column) {
+        values.push_back(row.Add(statement->GetColumnName(column)));
+    }
     int32_t result = statement->Step();
     for (; result == SQLITE_ROW; result = statement->Step()) {
-        ValuesBucket& row = rows.emplace_back();
-        for (int32_t column = 0; column < columnCount; ++column) {
-            row.Put(statement->GetColumnName(column), statement->GetValue(column));
+        for (size_t column = 0; column < values.size(); ++column) {
+            if (values[column] != nullptr) {
+                *values[column] = statement->GetValue(static_cast<int32_t>(column));
+            }
         }
+        visit(row);
     }
     return result == SQLITE_DONE ? DB_OK : DB_FAILED;
 }
@@ -91,17 +107,28 @@ int TopSceneDatabase::ExecuteUpdate(const std::string& sql, const std::vector<Va
 
 int TopSceneDatabase::ExecuteSqlWithBatchArgs(const std::string& sql,
                                               const std::vector<std::vector<VariantValue>>& batch) const {
+    return ExecuteSqlWithEachArgs(sql, [&batch, list = batch.begin()](std::vector<VariantValue>& args) mutable {
+        if (list == batch.end()) {
+            return false;
+        }
+        args = *list++;
+        return true;
+    });
+}
+
+int TopSceneDatabase::ExecuteSqlWithEachArgs(const std::string& sql, const ArgsSource& next) const {
     const auto statement = CreateSqliteStatement(sql);
     if (statement->Prepare() != SQLITE_UTIL_OK) {
         return DB_FAILED;
     }
-    for (const std::vector<VariantValue>& args : batch) {
+    std::vector<VariantValue> args;
+    while (next(args)) {
         if (const int32_t result = statement->BindArguments(args); result != SQLITE_UTIL_OK) {
-            IOSCHED_LOGE("bind argument failed. %{public}d", result);
+            IOSCHED_LOGE_AS(EXECUTE_BATCH, "bind argument failed. %{public}d", result);
             return DB_FAILED;
         }
         if (statement->Step() != SQLITE_DONE) {
-            IOSCHED_LOGE("failed, errMsg: %{public}s", SpitError().c_str());
+            IOSCHED_LOGE_AS(EXECUTE_BATCH, "failed, errMsg: %{public}s", SpitError().c_str());
             return DB_FAILED;
         }
         statement->Reset();

@@ -20,6 +20,10 @@ constexpr double DECAY_FACTOR = 0.900324;
 // A scene that ranks below the set is forgotten once it is worth less than one launch.
 constexpr double LEAST_DECAY_COUNT = 1.0;
 
+std::string NameOf(const TopSceneRecord& scene) {
+    return scene.bundleName + "/" + scene.appIntraSceneName;
+}
+
 }  // namespace
 
 bool TopSceneManager::IsTimeToTrain() {
@@ -49,6 +53,8 @@ void TopSceneManager::StartTrainTopNScene() {
     if (topSceneDatabase_->UpdateTopSceneData(DECAY_FACTOR, container.tempScenes) != 0) {
         IOSCHED_LOGE("update top scene data failed.");
     }
+    // Every scene is loaded next; the launches are part of them.
+    container.tempScenes = std::vector<TempSceneRecord>();
     QueryActiveScenes(container);
     HandleDeletedScene(container);
     CalculateTopNScene(container);
@@ -125,14 +131,13 @@ void TopSceneManager::CalculateTopNScene(TrainContainer& container) {
               });
     int32_t rank = 0;
     for (TopSceneRecord& scene : container.activeTopScenes) {
-        std::string name = scene.bundleName + "/" + scene.appIntraSceneName;
         if (rank < cacheTopNSceneNum_ && scene.launchedCount >= 1) {
             scene.isTopScene = true;
-            container.topNScenes->insert(std::move(name));
+            container.topNScenes->insert(NameOf(scene));
             ++rank;
         } else if (scene.isTopScene) {
             scene.isTopScene = false;
-            container.decayScenes->push_back(std::move(name));
+            container.decayScenes->push_back(NameOf(scene));
         }
         // The rank never exceeds the size of the set, so for now every scene is remembered.
         if (rank > cacheTopNSceneNum_ && scene.decayLaunchedCount < LEAST_DECAY_COUNT) {

@@ -4,19 +4,24 @@
 
 namespace ZYRA::ResourceSchedule {
 
-int64_t ValuesBucket::GetInt64(const std::string& name) const {
+VariantValue* ValuesBucket::Add(const std::string& name) {
+    const auto [column, isNew] = values_.try_emplace(name);
+    return isNew ? &column->second : nullptr;
+}
+
+int64_t ValuesBucket::GetInt64(std::string_view name) const {
     return Find(name).GetInt64();
 }
 
-double ValuesBucket::GetDouble(const std::string& name) const {
+double ValuesBucket::GetDouble(std::string_view name) const {
     return Find(name).GetDouble();
 }
 
-std::string ValuesBucket::GetString(const std::string& name) const {
+std::string ValuesBucket::GetString(std::string_view name) const {
     return Find(name).GetString();
 }
 
-const VariantValue& ValuesBucket::Find(const std::string& name) const {
+const VariantValue& ValuesBucket::Find(std::string_view name) const {
     // Tasks may still run while static objects are being destroyed.
     static NeverDestroyed<VariantValue> missing;
     const auto found = values_.find(name);

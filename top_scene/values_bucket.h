@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "top_scene/variant_value.h"
 
@@ -23,22 +25,25 @@ public:
     void Put(const std::string& name, int64_t value) { Put(name, VariantValue(value)); }
     void Put(const std::string& name, bool value) { Put(name, VariantValue(value)); }
     void Put(const std::string& name, const VariantValue& value) { values_.emplace(name, value); }
+    // Adds a column of null and gives its value, to be changed for as long as the bucket is where it is. Null when the
+    // column is there already.
+    VariantValue* Add(const std::string& name);
 
     bool IsEmpty() const { return values_.empty(); }
 
     // The value, unless the column is missing or its value is of another type: -1, -1.0 or an empty text then.
-    int64_t GetInt64(const std::string& name) const;
-    double GetDouble(const std::string& name) const;
-    std::string GetString(const std::string& name) const;
+    int64_t GetInt64(std::string_view name) const;
+    double GetDouble(std::string_view name) const;
+    std::string GetString(std::string_view name) const;
 
     // In the order of the names.
-    const std::map<std::string, VariantValue>& GetAllKeyValue() const { return values_; }
+    const std::map<std::string, VariantValue, std::less<>>& GetAllKeyValue() const { return values_; }
 
 private:
     // A null value for a missing column.
-    const VariantValue& Find(const std::string& name) const;
+    const VariantValue& Find(std::string_view name) const;
 
-    std::map<std::string, VariantValue> values_;
+    std::map<std::string, VariantValue, std::less<>> values_;
 };
 
 }  // namespace ZYRA::ResourceSchedule
