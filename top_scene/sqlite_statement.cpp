@@ -125,18 +125,28 @@ std::string SqliteStatement::GetColumnName(int32_t index) const {
 }
 
 VariantValue SqliteStatement::GetValue(int32_t index) const {
+    VariantValue value;
+    ReadValue(index, value);
+    return value;
+}
+
+void SqliteStatement::ReadValue(int32_t index, VariantValue& value) const {
     switch (sqlite3_column_type(stmt.get(), index)) {
         case SQLITE_TEXT: {
             // Null when there is no memory for the text.
             const unsigned char* text = sqlite3_column_text(stmt.get(), index);
-            return text == nullptr ? std::string() : std::string(reinterpret_cast<const char*>(text));
+            value.SetString(text == nullptr ? "" : reinterpret_cast<const char*>(text));
+            break;
         }
         case SQLITE_FLOAT:
-            return sqlite3_column_double(stmt.get(), index);
+            value = sqlite3_column_double(stmt.get(), index);
+            break;
         case SQLITE_INTEGER:
-            return static_cast<int64_t>(sqlite3_column_int64(stmt.get(), index));
+            value = static_cast<int64_t>(sqlite3_column_int64(stmt.get(), index));
+            break;
         default:
-            return {};
+            value = VariantValue();
+            break;
     }
 }
 

@@ -32,10 +32,16 @@ std::string WhereEquals(const char* column) {
 
 using Args = std::vector<VariantValue>;
 
+template <typename... Values>
+void Fill(Args& args, const Values&... values) {
+    args.clear();
+    (args.emplace_back(values), ...);
+}
+
 // Gives one list of arguments for each row, which `fill` puts together.
 // REQUIRES: the rows outlive what is returned.
-template <typename Rows, typename Fill>
-auto ArgsOfEach(const Rows& rows, Fill fill) {
+template <typename Rows, typename FillArgs>
+auto ArgsOfEach(const Rows& rows, FillArgs fill) {
     return [row = rows.begin(), end = rows.end(), fill](Args& args) mutable {
         if (row == end) {
             return false;
@@ -151,7 +157,7 @@ int TopSceneDatabase::AddTempScene(const std::unordered_map<std::string, int>& s
                             Bracketed(LAUNCHED_COUNT) + ") VALUES(?, ?) ON CONFLICT (" + Bracketed(SCENE_NAME) +
                             ") DO UPDATE SET " + Bracketed(LAUNCHED_COUNT) + " = " + Bracketed(LAUNCHED_COUNT) + " + ?";
     IOSCHED_LOGD("upsertSql: %{public}s", sql.c_str());
-    const auto fill = [](const auto& scene, Args& args) { args = {scene.first, scene.second, scene.second}; };
+    const auto fill = [](const auto& scene, Args& args) { Fill(args, scene.first, scene.second, scene.second); };
     if (ExecuteSqlWithEachArgs(sql, ArgsOfEach(scenes, fill)) != DB_OK) {
         IOSCHED_LOGE("batch insert temp scene failed.");
         return DB_FAILED;
@@ -198,9 +204,9 @@ int TopSceneDatabase::UpsertTopScene(const std::vector<TempSceneRecord>& scenes)
                             Bracketed(DECAY_LAUNCHED_COUNT) + " = " + Bracketed(DECAY_LAUNCHED_COUNT) + " + ?";
     IOSCHED_LOGD("upsertSql: %{public}s", sql.c_str());
     auto scene = scenes.begin();
+    std::string bundleName;
+    std::string appIntraSceneName;
     const auto next = [&](Args& args) {
-        std::string bundleName;
-        std::string appIntraSceneName;
         while (scene != scenes.end() && !ParseSceneName(scene->sceneName, bundleName, appIntraSceneName)) {
             ++scene;
         }
@@ -208,7 +214,7 @@ int TopSceneDatabase::UpsertTopScene(const std::vector<TempSceneRecord>& scenes)
             return false;
         }
         const int32_t count = scene++->launchedCount;
-        args = {std::move(bundleName), std::move(appIntraSceneName), count, count, count, count};
+        Fill(args, bundleName, appIntraSceneName, count, count, count, count);
         return true;
     };
     if (ExecuteSqlWithEachArgs(sql, next) != DB_OK) {
@@ -239,7 +245,7 @@ int TopSceneDatabase::UpdateTopSceneDeletedStatus(const std::vector<int>& ids) c
     const std::string sql = "UPDATE " + Bracketed(TOP_SCENE_TABLE) + " SET " + Bracketed(IS_DELETED) + " = ? WHERE " +
                             Bracketed(TOP_SCENE_ID) + " = ?";
     IOSCHED_LOGD("updateSql: %{public}s", sql.c_str());
-    const auto fill = [](int id, Args& args) { args = {true, id}; };
+    const auto fill = [](int id, Args& args) { Fill(args, true, id); };
     if (ExecuteSqlWithEachArgs(sql, ArgsOfEach(ids, fill)) != DB_OK) {
         IOSCHED_LOGE("batch update top scene delete status failed.");
         return DB_FAILED;
@@ -251,7 +257,9 @@ int TopSceneDatabase::UpdateTopSceneIsTopStatus(const std::vector<TopSceneRecord
     const std::string sql = "UPDATE " + Bracketed(TOP_SCENE_TABLE) + " SET " + Bracketed(IS_TOP_SCENE) + " = ? WHERE " +
                             Bracketed(TOP_SCENE_ID) + " = ?";
     IOSCHED_LOGD("updateSql: %{public}s", sql.c_str());
-    const auto fill = [](const TopSceneRecord& record, Args& args) { args = {record.isTopScene, record.topSceneId}; };
+    const auto fill = [](const TopSceneRecord& record, Args& args) {
+        Fill(args, record.isTopScene, record.topSceneId);
+    };
     if (ExecuteSqlWithEachArgs(sql, ArgsOfEach(records, fill)) != DB_OK) {
         IOSCHED_LOGE("batch update top scene delete status failed.");
         return DB_FAILED;
@@ -262,7 +270,7 @@ int TopSceneDatabase::UpdateTopSceneIsTopStatus(const std::vector<TopSceneRecord
 int TopSceneDatabase::DeleteTopScene(const std::vector<int>& ids) const {
     const std::string sql = "DELETE FROM " + Bracketed(TOP_SCENE_TABLE) + " WHERE " + Bracketed(TOP_SCENE_ID) + " = ?";
     IOSCHED_LOGD("deleteSql: %{public}s", sql.c_str());
-    const auto fill = [](int id, Args& args) { args = {id}; };
+    const auto fill = [](int id, Args& args) { Fill(args, id); };
     if (ExecuteSqlWithEachArgs(sql, ArgsOfEach(ids, fill)) != DB_OK) {
         IOSCHED_LOGE("batch delete top scene failed.");
         return DB_FAILED;

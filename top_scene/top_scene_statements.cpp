@@ -63,7 +63,7 @@ int TopSceneDatabase::QueryEach(const RowVisitor& visit, const std::string& tabl
     for (; result == SQLITE_ROW; result = statement->Step()) {
         for (size_t column = 0; column < values.size(); ++column) {
             if (values[column] != nullptr) {
-                *values[column] = statement->GetValue(static_cast<int32_t>(column));
+                statement->ReadValue(static_cast<int32_t>(column), *values[column]);
             }
         }
         visit(row);

@@ -17,6 +17,14 @@ VariantValue& VariantValue::operator=(VariantValue&& other) noexcept {
     return *this;
 }
 
+void VariantValue::SetString(std::string_view text) {
+    if (type == VariantType::TYPE_STRING) {
+        std::get<std::string>(value).assign(text);
+    } else {
+        *this = VariantValue(std::string(text));
+    }
+}
+
 bool VariantValue::GetBool() const {
     return type == VariantType::TYPE_BOOL && std::get<bool>(value);
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -35,6 +36,9 @@ public:
     VariantValue(VariantValue&& other) noexcept;
     VariantValue& operator=(VariantValue&& other) noexcept;
     ~VariantValue() = default;
+
+    // Becomes that text, in the room of the text that it has been, if any.
+    void SetString(std::string_view text);
 
     VariantType GetType() const { return type; }
 

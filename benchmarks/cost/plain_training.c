@@ -357,7 +357,7 @@ static void PrintCost(const struct Times* begin, const struct Times* end, long r
 
 /* A service has other threads, and so has this program one: locks, of which SQLite takes one at nearly every call, cost
    less for as long as there is none. */
-static void *Idle(void *unused) {
+static void* Idle(void* unused) {
     pause();
     return unused;
 }
