@@ -17,7 +17,7 @@ double ValuesBucket::GetDouble(std::string_view name) const {
     return Find(name).GetDouble();
 }
 
-std::string ValuesBucket::GetString(std::string_view name) const {
+const std::string& ValuesBucket::GetString(std::string_view name) const {
     return Find(name).GetString();
 }
 

@@ -31,10 +31,11 @@ public:
 
     bool IsEmpty() const { return values_.empty(); }
 
-    // The value, unless the column is missing or its value is of another type: -1, -1.0 or an empty text then.
+    // The value, unless the column is missing or its value is of another type: -1, -1.0 or an empty text then. A text
+    // is there until the bucket changes.
     int64_t GetInt64(std::string_view name) const;
     double GetDouble(std::string_view name) const;
-    std::string GetString(std::string_view name) const;
+    const std::string& GetString(std::string_view name) const;
 
     // In the order of the names.
     const std::map<std::string, VariantValue, std::less<>>& GetAllKeyValue() const { return values_; }

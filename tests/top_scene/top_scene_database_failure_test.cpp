@@ -112,14 +112,19 @@ TEST_F(TopSceneDatabaseFailureTest, BatchStopsAtTheFirstListThatFails) {
          {{b, 1}, {a, 1}, {std::string("c/c"), 2}},
          {"E failed, errMsg: UNIQUE constraint failed: temp_scene_table.scene_name"},
          {"a/a|1", "b/b|1"}},
+        {insert,
+         {{std::string("c/c"), 1}, {std::string("d/d")}},
+         {"E failed, errMsg: NOT NULL constraint failed: temp_scene_table.launched_count"},
+         {"a/a|1", "b/b|1", "c/c|1"}},
         {"SELECT * FROM temp_scene_table WHERE scene_name=?",
          {{a}},
          {"E failed, errMsg: another row available"},
-         {"a/a|1", "b/b|1"}},
+         {"a/a|1", "b/b|1", "c/c|1"}},
     };
     for (const auto& row : rows) {
         logs_.Take();
         EXPECT_EQ(database_->ExecuteSqlWithBatchArgs(row.sql, row.batch), -1) << row.sql;
+        EXPECT_EQ(logs_.Functions().back(), "ExecuteSqlWithBatchArgs");
         EXPECT_EQ(logs_.Take(), row.lines);
         EXPECT_EQ(Raw().Rows(TEMP_ROWS), row.rows);
     }

@@ -103,6 +103,7 @@ TEST_F(TopSceneDatabaseTest, GenericOperationsBindTheirValuesBeforeTheirConditio
     EXPECT_EQ(Raw().Rows(TEMP_ROWS), (Lines{"a/b|1", "z/z|9"}));
     logs_.Take();
     EXPECT_EQ(database_->Query(rows_, "temp_scene_table", {"scene_name", "2"}, "launched_count=?", {int32_t{9}}), 0);
+    EXPECT_EQ(logs_.Functions(), Lines{"Query"});
     EXPECT_EQ(logs_.Take(), Lines{"D querySql: SELECT scene_name, 2 FROM temp_scene_table WHERE launched_count=?"});
     ASSERT_EQ(rows_.size(), 1u);
     EXPECT_EQ(rows_[0].GetAllKeyValue().size(), 2u);
@@ -117,6 +118,25 @@ TEST_F(TopSceneDatabaseTest, GenericOperationsBindTheirValuesBeforeTheirConditio
     EXPECT_EQ(rows_.size(), 2u);
     EXPECT_EQ(database_->Update("temp_scene_table", OneColumn(), "", {}), 0);
     EXPECT_EQ(Raw().Rows(TEMP_ROWS), (Lines{"a/b|1", "z/z|1"})) << "of every row";
+}
+
+// Whatever types follow one another in a column, and also where two columns have one name: the first counts.
+TEST_F(TopSceneDatabaseTest, RowsKeepNothingOfTheRowsBefore) {
+    Open();
+    const std::string longer(100, 'l');
+    const std::string values =
+        "(VALUES ('" + longer + "', 1), ('', 2.5), (NULL, 'c'), ('d', x'41'), (5, NULL), ('e', 6))";
+    EXPECT_EQ(database_->Query(rows_, values, {"column1 AS a", "column2 AS b", "'no' AS a"}, "", {}), 0);
+    Lines rows;
+    for (const ValuesBucket& row : rows_) {
+        std::string& line = rows.emplace_back();
+        for (const auto& [name, value] : row.GetAllKeyValue()) {
+            line += name + std::to_string(static_cast<uint32_t>(value.GetType())) + " " + row.GetString(name) + " " +
+                    std::to_string(row.GetInt64(name)) + " ";
+        }
+    }
+    EXPECT_EQ(rows, (Lines{"a5 " + longer + " -1 b3  1 ", "a5  -1 b4  -1 ", "a0  -1 b5 c -1 ", "a5 d -1 b0  -1 ",
+                           "a3  5 b0  -1 ", "a5 e -1 b3  6 "}));
 }
 
 TEST_F(TopSceneDatabaseTest, HostileNamesAreOnlyNames) {
