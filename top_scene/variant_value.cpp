@@ -7,12 +7,15 @@
 namespace ZYRA::ResourceSchedule {
 
 VariantValue::VariantValue(VariantValue&& other) noexcept
-    : type(std::exchange(other.type, VariantType::TYPE_NULL)), value(std::exchange(other.value, false)) {}
+    : type(std::exchange(other.type, VariantType::TYPE_NULL)), value(std::move(other.value)) {
+    other.value = false;
+}
 
 VariantValue& VariantValue::operator=(VariantValue&& other) noexcept {
     if (this != &other) {
         type = std::exchange(other.type, VariantType::TYPE_NULL);
-        value = std::exchange(other.value, false);
+        value = std::move(other.value);
+        other.value = false;
     }
     return *this;
 }
