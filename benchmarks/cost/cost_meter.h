@@ -1,6 +1,6 @@
 #pragma once
 
-// What a stretch of work costs. In C, so that a plain C program is measured in the very same way.
+/* What a stretch of work costs. In C, so that a plain C program is measured in the very same way. */
 
 #ifdef __cplusplus
 extern "C" {

@@ -387,6 +387,9 @@ int main(int argc, char** argv) {
     }
 
     long resident = ResetResidentPeak();
+    if (resident < 0) {
+        Fail("the kernel does not tell the peak of the memory");
+    }
     struct Times begin = TimesNow();
     Load(&learning, argv[1]);
     struct Times end = TimesNow();

@@ -260,6 +260,9 @@ Cost LongestTask(Host::VirtualRuntime& runtime) {
         begin = TimesNow();
     });
     longest.peakBytes = static_cast<double>(ResidentPeak()) - resident;
+    if (resident < 0 || longest.peakBytes < 0) {
+        throw std::runtime_error("the kernel does not tell the peak of the memory");
+    }
     return longest;
 }
 
