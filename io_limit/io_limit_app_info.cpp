@@ -7,6 +7,7 @@
 
 #include "frame/common/common_util.h"
 #include "frame/common/io_sched_log.h"
+#include "frame/common/never_destroyed.h"
 #include "io_limit/io_limit_bundle_manager_helper.h"
 #include "io_limit/io_limit_handler.h"
 #include "platform/service_registry.h"
@@ -27,8 +28,8 @@ bool IsAlwaysLimited(const std::string& bundleName) {
 }
 
 const std::string& FirstBundleOf(const RunningProcessInfo& process) {
-    static const std::string NONE;
-    return process.bundleNames.empty() ? NONE : process.bundleNames.front();
+    static NeverDestroyed<std::string> none;
+    return process.bundleNames.empty() ? none.Get() : process.bundleNames.front();
 }
 
 }  // namespace

@@ -56,10 +56,11 @@ int TopSceneDatabase::QueryEach(const RowVisitor& visit, const std::string& tabl
     }
     ValuesBucket row;
     std::vector<VariantValue*> values;  // Of the columns, null for one that has the name of one before it.
-    for (int32_t column = 0; column < statement->GetColumnCount(); ++column) {
+    int32_t result = statement->Step();
+    // The names of now: a first step finds out whether another connection has changed the table.
+    for (int32_t column = 0; result == SQLITE_ROW && column < statement->GetColumnCount(); ++column) {
         values.push_back(row.Add(statement->GetColumnName(column)));
     }
-    int32_t result = statement->Step();
     for (; result == SQLITE_ROW; result = statement->Step()) {
         for (size_t column = 0; column < values.size(); ++column) {
             if (values[column] != nullptr) {

@@ -1,5 +1,7 @@
 #include "top_scene/values_bucket.h"
 
+#include <algorithm>
+
 #include "frame/common/never_destroyed.h"
 
 namespace ZYRA::ResourceSchedule {
@@ -17,14 +19,16 @@ double ValuesBucket::GetDouble(std::string_view name) const {
     return Find(name).GetDouble();
 }
 
-const std::string& ValuesBucket::GetString(std::string_view name) const {
+std::string ValuesBucket::GetString(std::string_view name) const {
     return Find(name).GetString();
 }
 
 const VariantValue& ValuesBucket::Find(std::string_view name) const {
     // Tasks may still run while static objects are being destroyed.
     static NeverDestroyed<VariantValue> missing;
-    const auto found = values_.find(name);
+    // A row has a few columns: comparing them all is quicker than making a key.
+    const auto found =
+        std::find_if(values_.begin(), values_.end(), [name](const auto& column) { return column.first == name; });
     return found == values_.end() ? missing.Get() : found->second;
 }
 

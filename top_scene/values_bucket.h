@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -31,20 +30,19 @@ public:
 
     bool IsEmpty() const { return values_.empty(); }
 
-    // The value, unless the column is missing or its value is of another type: -1, -1.0 or an empty text then. A text
-    // is there until the bucket changes.
+    // The value, unless the column is missing or its value is of another type: -1, -1.0 or an empty text then.
     int64_t GetInt64(std::string_view name) const;
     double GetDouble(std::string_view name) const;
-    const std::string& GetString(std::string_view name) const;
+    std::string GetString(std::string_view name) const;
 
     // In the order of the names.
-    const std::map<std::string, VariantValue, std::less<>>& GetAllKeyValue() const { return values_; }
+    const std::map<std::string, VariantValue>& GetAllKeyValue() const { return values_; }
 
 private:
     // A null value for a missing column.
     const VariantValue& Find(std::string_view name) const;
 
-    std::map<std::string, VariantValue, std::less<>> values_;
+    std::map<std::string, VariantValue> values_;
 };
 
 }  // namespace ZYRA::ResourceSchedule

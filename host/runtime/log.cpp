@@ -85,10 +85,10 @@ void SetRevealPrivate(bool reveal) {
 
 void LogWrite(LogLevel level, const LogLabel& label, const char* format, const LogArg* args,
               size_t /*count*/) noexcept {
-    if (!Host::Journal::GetInstance().HasSinks()) {
-        return;
-    }
     try {
+        if (!Host::Journal::GetInstance().HasSinks()) {
+            return;
+        }
         std::string text = Host::Render(format, args, Host::revealPrivate.load(std::memory_order_relaxed));
         Host::Journal::GetInstance().Append(Host::LogEntry{level, label.tag, std::move(text)});
     } catch (const std::exception&) {

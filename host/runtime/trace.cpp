@@ -14,11 +14,10 @@ thread_local std::vector<std::string> openSpans;
 }  // namespace
 
 void StartTrace(uint64_t /*tag*/, const std::string& name) {
-    if (!Host::Journal::GetInstance().HasSinks()) {
-        return;
-    }
     openSpans.push_back(name);
-    Host::Journal::GetInstance().Append(Host::SpanEntry{name, true});
+    if (Host::Journal::GetInstance().HasSinks()) {
+        Host::Journal::GetInstance().Append(Host::SpanEntry{name, true});
+    }
 }
 
 void FinishTrace(uint64_t /*tag*/) {
