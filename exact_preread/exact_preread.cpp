@@ -66,12 +66,12 @@ void ExactPreread::HandleAppStartupPrereadWork(int64_t value, bool isPreload, co
     if (!isEnabled_ || !isAppStartupEnabled_) {
         return;
     }
-    const std::string* uidText = nullptr;
-    const std::string* bundleName = nullptr;
-    if (!ReadPayload(payload, {{UID_KEY, uidText}, {BUNDLE_NAME_KEY, bundleName}})) {
+    const auto texts = ReadPayload(payload, {UID_KEY, BUNDLE_NAME_KEY});
+    if (!texts) {
         EP_LOGE("para error.");
         return;
     }
+    const auto [uidText, bundleName] = *texts;
     const int32_t uid = CommonUtil::StringToInt32(*uidText);
     if (uid <= 0 || !CommonUtil::CheckBundleName(*bundleName)) {
         EP_LOGE("para error.");
@@ -105,13 +105,12 @@ void ExactPreread::HandleProcessStartComplete(const nlohmann::json& payload) {
     if (!isEnabled_ || !isAppStartupEnabled_) {
         return;
     }
-    const std::string* uidText = nullptr;
-    const std::string* pidText = nullptr;
-    const std::string* bundleName = nullptr;
-    if (!ReadPayload(payload, {{UID_KEY, uidText}, {PID_KEY, pidText}, {BUNDLE_NAME_KEY, bundleName}})) {
+    const auto texts = ReadPayload(payload, {UID_KEY, PID_KEY, BUNDLE_NAME_KEY});
+    if (!texts) {
         EP_LOGE("para error.");
         return;
     }
+    const auto [uidText, pidText, bundleName] = *texts;
     const int32_t uid = CommonUtil::StringToInt32(*uidText);
     const int32_t pid = CommonUtil::StringToInt32(*pidText);
     if (uid < 1 || pid <= 0 || !CommonUtil::CheckBundleName(*bundleName) || IsExcluded(*bundleName)) {
@@ -124,17 +123,12 @@ void ExactPreread::HandlePushPageAction(const nlohmann::json& payload, uint32_t 
     if (!isEnabled_) {
         return;
     }
-    const std::string* uidText = nullptr;
-    const std::string* pidText = nullptr;
-    const std::string* bundleName = nullptr;
-    const std::string* pageUrlText = nullptr;
-    if (!ReadPayload(payload, {{UID_KEY, uidText},
-                               {CLIENT_PID_KEY, pidText},
-                               {BUNDLE_NAME_KEY, bundleName},
-                               {PAGE_URL_KEY, pageUrlText}})) {
+    const auto texts = ReadPayload(payload, {UID_KEY, CLIENT_PID_KEY, BUNDLE_NAME_KEY, PAGE_URL_KEY});
+    if (!texts) {
         EP_LOGE("para error.");
         return;
     }
+    const auto [uidText, pidText, bundleName, pageUrlText] = *texts;
     const std::string pageUrl = WithoutSlashes(*pageUrlText);
     const int32_t pid = CommonUtil::StringToInt32(*pidText);
     int32_t uid = CommonUtil::StringToInt32(*uidText);
@@ -159,11 +153,12 @@ void ExactPreread::HandleBundleAction(const nlohmann::json& payload, uint32_t ac
     if (!isEnabled_) {
         return;
     }
-    const std::string* bundleName = nullptr;
-    if (!ReadPayload(payload, {{BUNDLE_NAME_KEY, bundleName}})) {
+    const auto texts = ReadPayload(payload, {BUNDLE_NAME_KEY});
+    if (!texts) {
         EP_LOGE("para error.");
         return;
     }
+    const auto [bundleName] = *texts;
     if (!CommonUtil::CheckBundleName(*bundleName)) {
         return;
     }

@@ -1,6 +1,7 @@
 #include "io_limit/io_limit_handler.h"
 
-#include <initializer_list>
+#include <optional>
+#include <string>
 
 #include "frame/common/common_util.h"
 #include "frame/common/io_sched_event_util.h"
@@ -28,22 +29,24 @@ constexpr uint32_t BitOf(WhitelistKind kind) {
 }
 
 // Reads texts of a payload. What lacks one is logged under the operation's name.
-bool ReadTexts(const char* operation, const nlohmann::json& payload, std::initializer_list<PayloadField> fields) {
-    if (ReadPayload(payload, fields)) {
-        return true;
+template <size_t COUNT>
+std::optional<PayloadTexts<COUNT>> ReadTexts(const char* operation, const nlohmann::json& payload,
+                                             const char* const (&keys)[COUNT]) {
+    const auto texts = ReadPayload(payload, keys);
+    if (!texts) {
+        IOSCHED_LOGE_AS(operation, "para error.");
     }
-    IOSCHED_LOGE_AS(operation, "para error.");
-    return false;
+    return texts;
 }
 
 // Reads the uid of a payload, which must be made of digits. A number that does not fit is that of uid 0.
 bool ReadUid(const char* operation, const nlohmann::json& payload, int32_t& uid) {
-    const std::string* text = nullptr;
-    if (!ReadPayload(payload, {{UID_KEY, text}}) || !CommonUtil::IsNumericString(*text)) {
+    const auto texts = ReadPayload(payload, {UID_KEY});
+    if (!texts || !CommonUtil::IsNumericString(*texts->front())) {
         IOSCHED_LOGE_AS(operation, "para error.");
         return false;
     }
-    uid = CommonUtil::StringToInt32(*text);
+    uid = CommonUtil::StringToInt32(*texts->front());
     return true;
 }
 
@@ -82,17 +85,21 @@ std::shared_ptr<IOSchedEventCallback> IolimitHandler::Callback() {
 }
 
 void IolimitHandler::HandleProcessStart(const nlohmann::json& payload) {
-    const std::string* uid = nullptr;
-    const std::string* bundleName = nullptr;
-    if (isInited_ && ReadTexts(__func__, payload, {{UID_KEY, uid}, {BUNDLE_NAME_KEY, bundleName}})) {
+    if (!isInited_) {
+        return;
+    }
+    if (const auto texts = ReadTexts(__func__, payload, {UID_KEY, BUNDLE_NAME_KEY})) {
+        const auto [uid, bundleName] = *texts;
         CheckIsRemoveAndSystem(CommonUtil::StringToInt32(*uid), *bundleName);
     }
 }
 
 void IolimitHandler::HandleAppStart(const nlohmann::json& payload) {
-    const std::string* uid = nullptr;
-    const std::string* bundleName = nullptr;
-    if (isInited_ && ReadTexts(__func__, payload, {{UID_KEY, uid}, {BUNDLE_NAME_KEY, bundleName}})) {
+    if (!isInited_) {
+        return;
+    }
+    if (const auto texts = ReadTexts(__func__, payload, {UID_KEY, BUNDLE_NAME_KEY})) {
+        const auto [uid, bundleName] = *texts;
         AppStartLimitRules(*bundleName, *uid);
     }
 }
@@ -136,11 +143,14 @@ void IolimitHandler::HandleWhitelistErase(const nlohmann::json& payload, Whiteli
 }
 
 void IolimitHandler::HandleContinuousBegin(const nlohmann::json& payload) {
-    const std::string* typeId = nullptr;
-    const std::string* uid = nullptr;
-    if (!isInited_ || !ReadTexts(__func__, payload, {{TYPE_ID_KEY, typeId}, {UID_KEY, uid}})) {
+    if (!isInited_) {
         return;
     }
+    const auto texts = ReadTexts(__func__, payload, {TYPE_ID_KEY, UID_KEY});
+    if (!texts) {
+        return;
+    }
+    const auto [typeId, uid] = *texts;
     IOSCHED_LOGI("HandleContinuousBegin uid %{public}s, type %{public}s.", uid->c_str(), typeId->c_str());
     if (IsUpDownEvent(payload)) {
         ListInsert(payload, heavyIoUids_);
@@ -150,11 +160,14 @@ void IolimitHandler::HandleContinuousBegin(const nlohmann::json& payload) {
 }
 
 void IolimitHandler::HandleContinuousEnd(const nlohmann::json& payload) {
-    const std::string* typeId = nullptr;
-    const std::string* uid = nullptr;
-    if (!isInited_ || !ReadTexts(__func__, payload, {{TYPE_ID_KEY, typeId}, {UID_KEY, uid}})) {
+    if (!isInited_) {
         return;
     }
+    const auto texts = ReadTexts(__func__, payload, {TYPE_ID_KEY, UID_KEY});
+    if (!texts) {
+        return;
+    }
+    const auto [typeId, uid] = *texts;
     IOSCHED_LOGI("HandleContinuousEnd uid %{public}s, type %{public}s.", uid->c_str(), typeId->c_str());
     if (IsUpDownEvent(payload)) {
         ListErase(payload, heavyIoUids_);
@@ -164,8 +177,8 @@ void IolimitHandler::HandleContinuousEnd(const nlohmann::json& payload) {
 }
 
 bool IolimitHandler::IsUpDownEvent(const nlohmann::json& payload) {
-    const std::string* typeId = nullptr;
-    return ReadTexts(__func__, payload, {{TYPE_ID_KEY, typeId}}) && *typeId == UPLOAD_DOWNLOAD_TYPE_ID;
+    const auto texts = ReadTexts(__func__, payload, {TYPE_ID_KEY});
+    return texts && *texts->front() == UPLOAD_DOWNLOAD_TYPE_ID;
 }
 
 void IolimitHandler::ListInsert(const nlohmann::json& payload, std::set<int32_t>& uids) {

@@ -2,16 +2,16 @@
 
 namespace ZYRA::ResourceSchedule {
 
-bool ReadPayload(const nlohmann::json& payload, std::initializer_list<PayloadField> fields) {
+bool FindPayloadTexts(const nlohmann::json& payload, const char* const* keys, size_t count, const std::string** texts) {
     if (!payload.is_object()) {
         return false;
     }
-    for (const PayloadField& field : fields) {
-        const auto member = payload.find(field.key);
+    for (size_t at = 0; at < count; ++at) {
+        const auto member = payload.find(keys[at]);
         if (member == payload.end() || !member->is_string()) {
             return false;
         }
-        field.text = member->get_ptr<const std::string*>();
+        texts[at] = member->get_ptr<const std::string*>();
     }
     return true;
 }

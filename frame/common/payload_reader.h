@@ -1,19 +1,29 @@
 #pragma once
 
-#include <initializer_list>
+#include <array>
+#include <cstddef>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
 namespace ZYRA::ResourceSchedule {
 
-// A member that a payload must have, and what is to point to its text.
-struct PayloadField {
-    const char* key;
-    const std::string*& text;
-};
+// The texts of a payload, in the order of the keys asked for. They are the payload's own.
+template <size_t COUNT>
+using PayloadTexts = std::array<const std::string*, COUNT>;
 
-// Finds the fields of a payload, which comes from other processes and may be anything; the texts are the payload's own.
-// Returns false unless it is an object that holds every field as a string.
-bool ReadPayload(const nlohmann::json& payload, std::initializer_list<PayloadField> fields);
+// Finds texts in a payload, which comes from other processes and may be anything. Returns false unless it is an object
+// that holds every key with a string.
+bool FindPayloadTexts(const nlohmann::json& payload, const char* const* keys, size_t count, const std::string** texts);
+
+// The same for a list of keys; nothing where one is missing.
+template <size_t COUNT>
+std::optional<PayloadTexts<COUNT>> ReadPayload(const nlohmann::json& payload, const char* const (&keys)[COUNT]) {
+    PayloadTexts<COUNT> texts{};
+    if (!FindPayloadTexts(payload, keys, COUNT, texts.data())) {
+        return std::nullopt;
+    }
+    return texts;
+}
 
 }  // namespace ZYRA::ResourceSchedule
