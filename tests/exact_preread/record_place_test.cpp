@@ -60,7 +60,7 @@ const Attempt ATTEMPTS[] = {
     {"mail/../../new", Operation::MAKE_FILE, EPERM},
     {"mail//new", Operation::MAKE_FILE, EPERM},
     {"mail/./new", Operation::MAKE_FILE, EPERM},
-    {Operation::MAKE_FILE, std::string("mail/ze\0ro", 10), EPERM},
+    {std::string("mail/ze\0ro", 10), Operation::MAKE_FILE, EPERM},
     {"missing/new", Operation::MAKE_FILE, ENOENT},
     {"mail/kept/new", Operation::MAKE_FILE, ENOTDIR},
     {"mail", Operation::OPEN_FOLDER, 0},
@@ -99,7 +99,7 @@ protected:
         }
     }
     void TryAll() {
-        for (const auto& [operation, name, error] : ATTEMPTS) {
+        for (const auto& [name, operation, error] : ATTEMPTS) {
             EXPECT_EQ(Try(operation, RecordPlace(RECORD_DIRECTORY + name)), error)
                 << static_cast<int>(operation) << " " << name;
         }
