@@ -1,8 +1,8 @@
 #include "host/kernel/fuse_server.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sched.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "host/runtime/errno_names.h"
+#include "host/runtime/retry_on_eintr.h"
 
 #define FUSE_USE_VERSION 35
 #include <fuse_lowlevel.h>
@@ -145,18 +146,21 @@ std::string FuseServer::OpenSession(FuseSession& session) {
 }
 
 // libfuse's own loops drop the request that they have just read once they are told to end, and its caller would wait
-// for ever. This one is told by an event beside the connection, between two requests.
+// for ever. This one is told by an event beside the connection, between two requests. Of the servers a request wakes
+// one.
 void FuseServer::Serve(fuse_session* session) const {
+    const UniqueFd ready(epoll_create1(EPOLL_CLOEXEC));
+    epoll_event toStop{EPOLLIN, {.fd = stopEvent_.Get()}};
+    epoll_event toServe{EPOLLIN | EPOLLEXCLUSIVE, {.fd = connection_.Get()}};
+    if (!ready.Valid() || epoll_ctl(ready.Get(), EPOLL_CTL_ADD, stopEvent_.Get(), &toStop) != 0 ||
+        epoll_ctl(ready.Get(), EPOLL_CTL_ADD, connection_.Get(), &toServe) != 0) {
+        return;
+    }
     RequestBuffer request;
-    pollfd ready[] = {{connection_.Get(), POLLIN, 0}, {stopEvent_.Get(), POLLIN, 0}};
+    epoll_event event{};
     for (;;) {
-        if (poll(ready, std::size(ready), -1) < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return;
-        }
-        if (ready[1].revents != 0 || (ready[0].revents & ~POLLIN) != 0) {
+        const int count = RetryOnEintr([&] { return epoll_wait(ready.Get(), &event, 1, -1); });
+        if (count <= 0 || event.data.fd == stopEvent_.Get() || (event.events & ~EPOLLIN) != 0) {
             return;
         }
         const int received = fuse_session_receive_buf(session, &request.buffer);

@@ -2,11 +2,13 @@
 
 #include <chrono>
 #include <exception>
+#include <optional>
 #include <thread>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "host/replay/one_processor.h"
 #include "host/replay/plugin_library.h"
 #include "host/replay/published_sets.h"
 #include "host/replay/replay_clock.h"
@@ -120,6 +122,11 @@ ReplayResult RunReplay(const DeviceModel& model, const Scenario& scenario, const
     const auto clock = options.realTime ? ReplayClock::Real() : ReplayClock::Virtual(model.startTimeS);
     for (const DeviceStep& step : scenario.startDevice) {
         Journal::GetInstance().Append(step);
+    }
+    // In virtual time the plugin's tasks, the kernel's files and the replay take turns.
+    std::optional<OneProcessor> turns;
+    if (!options.realTime) {
+        turns.emplace();
     }
     const auto device = VirtualDevice::Start(model, result.error);
     if (device == nullptr) {
