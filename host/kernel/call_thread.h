@@ -31,8 +31,8 @@ private:
 };
 
 // Runs calls one at a time on one thread, for threads that wait for each. The file system's threads have a descriptor
-// table of their own (see FuseServer); what a command causes, above all the journal's sinks, needs the descriptors of
-// the process, and finds them on this thread.
+// table of their own (see FuseServer); what a command causes may need the descriptors of the process, as the journal's
+// file does, and finds them on this thread.
 class CallThread {
 public:
     explicit CallThread(const std::string& name);

@@ -30,6 +30,9 @@ public:
     // Carries out one command, which is what one write(2) holds. Returns 0, or an errno and nothing has changed. Either
     // way the journal has the write, followed by what it caused, when the call returns.
     virtual int Write(std::string_view name, const std::string& content) = 0;
+
+    // Whether these use descriptors that stay open between two calls. Never changes.
+    virtual bool NeedsDescriptors() const { return true; }
 };
 
 }  // namespace ZYRA::Host

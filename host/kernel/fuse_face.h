@@ -14,7 +14,7 @@ namespace ZYRA::Host {
 // What answers the requests of one mount. All must outlive the session.
 struct FuseContext {
     KernelTree& tree;
-    // Reads and commands are carried out here, and opens that a fault may strike.
+    // Carries out what the thread that serves the request cannot.
     CallThread& calls;
     // Whose the files are.
     uid_t uid;

@@ -39,10 +39,12 @@ public:
     const std::vector<Node>& Nodes() const { return nodes_; }
     std::optional<size_t> Child(size_t parent, std::string_view name) const;
 
-    // Whether an operation can strike a fault of the device, and so need what a command needs.
-    bool HasFaults() const { return !faults_.IsEmpty(); }
-
     // Each returns 0 or an errno. REQUIRES: `node` is a file.
+
+    // Whether what is done with the file may use descriptors that stay open between two calls, or take long.
+    bool NeedsCallThread(size_t node) const { return HasFaults() || nodes_[node].owner->NeedsDescriptors(); }
+    // Whether opening it may.
+    bool HasFaults() const { return !faults_.IsEmpty(); }
 
     // `flags` are those of open(2). The first strikes no fault.
     int CheckOpen(size_t node, int flags) const;

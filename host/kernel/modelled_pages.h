@@ -33,6 +33,7 @@ public:
     void ClearRecord(const std::string& scene) override;
     std::vector<std::pair<std::string, int>> BackUp() override;
     void Preread(const SceneLine& scene, std::function<void(const PrereadResult&)> done) override;
+    bool NeedsDescriptors() const override { return false; }
 
 private:
     uint64_t PagesOf(const std::string& scene) const REQUIRES(mutex_);

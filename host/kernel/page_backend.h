@@ -69,6 +69,9 @@ public:
     // Prereads the record of the scene. `done` is called once: before this returns, or on another thread with no lock
     // held.
     virtual void Preread(const SceneLine& scene, std::function<void(const PrereadResult&)> done) = 0;
+    // As of ControlFiles, of all but the prereads.
+    virtual bool NeedsDescriptors() const { return true; }
+
     // Waits until no preread is under way. No new one is started meanwhile.
     virtual void FinishPrereads() {}
 };

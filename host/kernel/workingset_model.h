@@ -49,6 +49,7 @@ public:
     std::vector<ControlFile> List() const override;
     int Read(std::string_view name, std::string& content) override;
     int Write(std::string_view name, const std::string& content) override;
+    bool NeedsDescriptors() const override { return pages_.NeedsDescriptors(); }
 
     // Prereads the record of the scene that is bound to the monitor, which may go on after the return. Without a
     // record, and for a monitor that does not exist, it is a failed preread.

@@ -16,6 +16,7 @@ public:
             next_.OnEntry(entry);
         }
     }
+    bool NeedsDescriptors() const override { return next_.NeedsDescriptors(); }
 
 private:
     const LogLevel lowest_;

@@ -15,6 +15,7 @@ namespace ZYRA::Host {
 class PublishedSets final : public JournalSink {
 public:
     void OnEntry(const JournalEntry& entry) override;
+    bool NeedsDescriptors() const override { return false; }
 
     // Appends the set to the journal, if one was published since the last call and the database can be read.
     // REQUIRES: no task of the plugin runs.

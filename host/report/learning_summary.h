@@ -55,6 +55,7 @@ public:
     LearningSummary();
 
     void OnEntry(const JournalEntry& entry) override;
+    bool NeedsDescriptors() const override { return false; }
 
     uint64_t Trainings() const { return trainings_; }
     uint64_t SkippedTrainings() const { return skippedTrainings_; }

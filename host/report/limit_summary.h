@@ -83,6 +83,7 @@ public:
     static constexpr size_t MOST_TRIGGERS = 100;
 
     void OnEntry(const JournalEntry& entry) override;
+    bool NeedsDescriptors() const override { return false; }
 
     uint64_t Starts() const { return starts_; }
     uint64_t Slides() const { return slides_; }

@@ -42,6 +42,7 @@ public:
     };
 
     void OnEntry(const JournalEntry& entry) override;
+    bool NeedsDescriptors() const override { return false; }
 
     const std::map<std::string, SceneSummary>& Scenes() const { return scenes_; }
     const std::array<MonitorSummary, MONITOR_COUNT>& Monitors() const { return monitors_; }

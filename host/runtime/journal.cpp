@@ -1,6 +1,7 @@
 #include "host/runtime/journal.h"
 
 #include <algorithm>
+#include <mutex>
 
 #include "host/runtime/task_runtime.h"
 
@@ -13,14 +14,22 @@ Journal& Journal::GetInstance() {
 }
 
 void Journal::AddSink(JournalSink* sink) {
+    const bool needsDescriptors = sink->NeedsDescriptors();
+    const std::unique_lock between(bareCalls_);
+    sinksWithDescriptors_ += needsDescriptors ? 1 : 0;
     MutexLock lock(mutex_);
-    sinks_.push_back(sink);
+    sinks_.push_back({sink, needsDescriptors});
     hasSinks_.store(true, std::memory_order_relaxed);
 }
 
 void Journal::RemoveSink(JournalSink* sink) {
+    const std::unique_lock between(bareCalls_);
     MutexLock lock(mutex_);
-    sinks_.erase(std::remove(sinks_.begin(), sinks_.end(), sink), sinks_.end());
+    const auto known = std::find_if(sinks_.begin(), sinks_.end(), [&](const auto& one) { return one.sink == sink; });
+    if (known != sinks_.end()) {
+        sinksWithDescriptors_ -= known->needsDescriptors ? 1 : 0;
+        sinks_.erase(known);
+    }
     hasSinks_.store(!sinks_.empty(), std::memory_order_relaxed);
 }
 
@@ -30,8 +39,8 @@ void Journal::Append(JournalFact fact) {
         return;
     }
     const JournalEntry entry{TaskRuntime::Current().ElapsedUs(), std::move(fact)};
-    for (JournalSink* sink : sinks_) {
-        sink->OnEntry(entry);
+    for (const Registration& one : sinks_) {
+        one.sink->OnEntry(entry);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <shared_mutex>
 #include <string>
 #include <utility>
 #include <variant>
@@ -139,6 +140,9 @@ public:
     // Called under the journal's lock, on the thread on which the thing happened: must not call the plugin or touch a
     // file of a kernel facility.
     virtual void OnEntry(const JournalEntry& entry) = 0;
+    // Whether OnEntry uses a descriptor that stays open between two entries. If not, it is called also on threads that
+    // have not the descriptors of the process (see FuseServer). Never changes.
+    virtual bool NeedsDescriptors() const { return true; }
 };
 
 // The device's memory of what happened: stamps each fact with the device's time and hands it to every sink.
@@ -156,11 +160,32 @@ public:
 
     void Append(JournalFact fact);
 
+    // What a thread does without the descriptors of the process, and what the journal is told of it. While it lasts no
+    // sink is added that needs them.
+    class BareCall {
+    public:
+        BareCall() : lock_(GetInstance().bareCalls_) {}
+        // Whether no sink needs them.
+        bool IsAllowed() const { return GetInstance().sinksWithDescriptors_ == 0; }
+
+    private:
+        const std::shared_lock<std::shared_mutex> lock_;
+    };
+
 private:
+    struct Registration {
+        JournalSink* sink;
+        bool needsDescriptors;
+    };
+
     Journal() = default;
 
+    // Taken before `mutex_`: shared by the bare calls.
+    std::shared_mutex bareCalls_;
+    size_t sinksWithDescriptors_ = 0;  // Guarded by `bareCalls_`.
+
     Mutex mutex_;
-    std::vector<JournalSink*> sinks_ GUARDED_BY(mutex_);
+    std::vector<Registration> sinks_ GUARDED_BY(mutex_);
     std::atomic<bool> hasSinks_{false};  // Written under the mutex.
 };
 

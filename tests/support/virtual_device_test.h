@@ -84,6 +84,8 @@ private:
         }
     }
 
+    bool NeedsDescriptors() const override { return false; }
+
     Mutex mutex_;
     std::vector<std::string> logs_ GUARDED_BY(mutex_);
     std::vector<std::string> effects_ GUARDED_BY(mutex_);
