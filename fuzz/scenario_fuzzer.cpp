@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     Require(isSame && scenario->steps.size() + scenario->startDevice.size() <= lines, "at most one step a line");
     DeviceModel model;
-    ApplyStartDevice(*scenario, model);
+    ApplyStartDevice(scenario->startDevice, model);
     int64_t last = 0;
     for (const ScenarioStep& step : scenario->steps) {
         Require(step.timeUs >= last, "steps in the order of their times");

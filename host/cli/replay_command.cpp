@@ -20,7 +20,7 @@
 #include "host/replay/output_file.h"
 #include "host/replay/plugin_library.h"
 #include "host/replay/replay.h"
-#include "host/replay/scenario.h"
+#include "host/replay/scenario_file.h"
 #include "host/replay/sink_registration.h"
 #include "host/report/findings.h"
 #include "host/report/summary_json.h"
@@ -76,7 +76,7 @@ ExitCode ExitCodeOf(ReplayOutcome outcome) {
 }
 
 // Plays the scenario and notes what happens, log lines from `lowest` on, in the journal's file (null is none) too.
-void PlayAndNote(const DeviceModel& model, const Scenario& scenario, const ReplayOptions& options, LogLevel lowest,
+void PlayAndNote(const DeviceModel& model, ScenarioFile& scenario, const ReplayOptions& options, LogLevel lowest,
                  OutputFile* journalFile, Findings& findings) {
     // What is told of the learning and of the limits is told from lines of the lowest level.
     logThreshold.store(static_cast<int32_t>(LogLevel::DEBUG), std::memory_order_relaxed);
@@ -129,15 +129,15 @@ void ReplayCommand::AddTo(CLI::App& app) {
 ExitCode ReplayCommand::Run() {
     InputError error;
     const std::string deviceFile = DeviceFileOf(scenarioFile_, deviceFile_);
-    const auto scenario = LoadScenario(scenarioFile_, error);
-    if (!scenario) {
+    const auto scenario = ScenarioFile::Open(scenarioFile_, error);
+    if (scenario == nullptr) {
         return Fail(EXIT_BAD_INPUT, error.Text());
     }
     auto model = deviceFile.empty() ? DeviceModel() : LoadDeviceModel(deviceFile, error);
     if (!model) {
         return Fail(EXIT_BAD_INPUT, error.Text());
     }
-    ApplyStartDevice(*scenario, *model);
+    ApplyStartDevice(scenario->StartDevice(), *model);
 
     // Relative paths end at the sandbox.
     ReplayOptions options{"", settleMs_ * US_PER_MS, isRealTime_};

@@ -78,24 +78,35 @@ private:
     std::vector<std::jthread> shutdowns_;
 };
 
-// Everything between the loading and the unloading of the plugin. Returns false when the plugin refuses to start.
-bool RunSteps(StepRunner& runner, ReplayClock& clock, const Scenario& scenario, int64_t settleUs) {
+// Everything between the loading and the unloading of the plugin. Returns "", or what has kept it from its end.
+std::string RunSteps(StepRunner& runner, ReplayClock& clock, ScenarioFile& scenario, const ReplayOptions& options) {
     PublishedSets publishedSets;
     const SinkRegistration registration(&publishedSets);
     const auto advanceTo = [&](int64_t timeUs) { clock.AdvanceTo(timeUs, [&] { publishedSets.TellJournal(); }); };
+    InputError error;
+    int64_t lastUs = 0;
     bool isGoing = runner.Take(PluginStep{true});
-    for (auto step = scenario.steps.begin(); isGoing && step != scenario.steps.end(); ++step) {
-        advanceTo(step->timeUs);
+    while (isGoing) {
+        const auto step = scenario.Next(error);
+        if (!step) {
+            break;
+        }
+        lastUs = step->timeUs;
+        advanceTo(lastUs);
         isGoing = runner.Run(*step);
     }
-    if (isGoing) {
-        advanceTo((scenario.steps.empty() ? 0 : scenario.steps.back().timeUs) + settleUs);
+    const bool isRead = error.what.empty();
+    if (isGoing && isRead) {
+        advanceTo(lastUs + options.settleUs);
     }
     runner.Take(PluginStep{false});
-    return isGoing;
+    if (!isGoing) {
+        return options.pluginPath + ": the plugin refused to start";
+    }
+    return isRead ? "" : error.Text();
 }
 
-void RunOnDevice(VirtualDevice& device, ReplayClock& clock, const Scenario& scenario, const ReplayOptions& options,
+void RunOnDevice(VirtualDevice& device, ReplayClock& clock, ScenarioFile& scenario, const ReplayOptions& options,
                  ReplayResult& result) {
     const auto plugin = PluginLibrary::Open(options.pluginPath, result.error);
     if (plugin == nullptr) {
@@ -104,10 +115,8 @@ void RunOnDevice(VirtualDevice& device, ReplayClock& clock, const Scenario& scen
     }
     {
         StepRunner runner(clock, device, *plugin);
-        if (!RunSteps(runner, clock, scenario, options.settleUs)) {
-            result.outcome = ReplayOutcome::FAILED;
-            result.error = options.pluginPath + ": the plugin refused to start";
-        }
+        result.error = RunSteps(runner, clock, scenario, options);
+        result.outcome = result.error.empty() ? ReplayOutcome::DONE : ReplayOutcome::FAILED;
     }
     result.deviceUs = clock.Runtime().ElapsedUs();
     // Threads of the plugin's queues may still be on their way out of its code.
@@ -116,11 +125,11 @@ void RunOnDevice(VirtualDevice& device, ReplayClock& clock, const Scenario& scen
 
 }  // namespace
 
-ReplayResult RunReplay(const DeviceModel& model, const Scenario& scenario, const ReplayOptions& options) {
+ReplayResult RunReplay(const DeviceModel& model, ScenarioFile& scenario, const ReplayOptions& options) {
     const auto start = std::chrono::steady_clock::now();
     ReplayResult result;
     const auto clock = options.realTime ? ReplayClock::Real() : ReplayClock::Virtual(model.startTimeS);
-    for (const DeviceStep& step : scenario.startDevice) {
+    for (const DeviceStep& step : scenario.StartDevice()) {
         Journal::GetInstance().Append(step);
     }
     // In virtual time the plugin's tasks, the kernel's files and the replay take turns.
@@ -140,8 +149,8 @@ ReplayResult RunReplay(const DeviceModel& model, const Scenario& scenario, const
     return result;
 }
 
-void ApplyStartDevice(const Scenario& scenario, DeviceModel& model) {
-    for (const DeviceStep& step : scenario.startDevice) {
+void ApplyStartDevice(const std::vector<DeviceStep>& startDevice, DeviceModel& model) {
+    for (const DeviceStep& step : startDevice) {
         LocatedJson document;
         document.value = step.patch;
         ApplyDevicePatch(JsonNode(document), DevicePhase::DESCRIBING, model);

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/replay/device_model.h"
-#include "host/replay/scenario.h"
+#include "host/replay/scenario_file.h"
 
 namespace ZYRA::Host {
 
@@ -17,7 +17,7 @@ struct ReplayOptions {
 
 enum class ReplayOutcome {
     DONE,
-    FAILED,      // The plugin misbehaved.
+    FAILED,      // The plugin misbehaved, or the scenario could not be read to its end.
     BAD_PLUGIN,  // The library is no plugin.
     NO_DEVICE,   // The machine does not let us build the virtual device.
 };
@@ -34,10 +34,10 @@ struct ReplayResult {
 // in the order of their times, each after what was due until then, lets the device settle, disables and unloads the
 // plugin. What happens goes to the journal, every step before its effects.
 // `model` is the device at the start, on which the scenario's own start patches have been applied.
-// REQUIRES: the process is in the sandbox, and no other replay runs in it.
-ReplayResult RunReplay(const DeviceModel& model, const Scenario& scenario, const ReplayOptions& options);
+// REQUIRES: the process is in the sandbox, no other replay runs in it, and no step of the scenario has been taken.
+ReplayResult RunReplay(const DeviceModel& model, ScenarioFile& scenario, const ReplayOptions& options);
 
-// Applies the patches with which the scenario describes its device.
-void ApplyStartDevice(const Scenario& scenario, DeviceModel& model);
+// Applies the patches with which a scenario describes its device.
+void ApplyStartDevice(const std::vector<DeviceStep>& startDevice, DeviceModel& model);
 
 }  // namespace ZYRA::Host

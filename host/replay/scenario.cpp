@@ -1,15 +1,10 @@
 #include "host/replay/scenario.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
-#include <cstring>
 #include <utility>
 
-#include "host/replay/device_model.h"
-#include "host/replay/json_node.h"
 #include "host/replay/printable.h"
-#include "platform/file_util.h"
 
 namespace ZYRA::Host {
 
@@ -55,106 +50,90 @@ PluginStep ReadPlugin(const JsonNode& node) {
     return {word == "enable"};
 }
 
-// Takes a scenario's lines one after the other.
-class ScenarioReader {
-public:
-    // Throws InputFailure.
-    void ReadLine(const LocatedJson& line) {
-        const JsonNode node(line);
-        int kinds = 0;
-        int64_t timeMs = timeMs_;
-        std::optional<decltype(ScenarioStep::action)> action;
-        const auto kind = [&](const char* name, auto read) {
-            return JsonNode::MemberReader{name, [&kinds, &action, read](const JsonNode& member) {
-                                              ++kinds;
-                                              action = read(member);
-                                          }};
-        };
-        const auto readComment = [&](const JsonNode& comment) {
-            comment.AsText();
-            ++kinds;
-        };
-        node.ReadMembers({{"t", [&](const JsonNode& time) { timeMs = ReadTime(time); }},
-                          {"comment", readComment},
-                          kind("device", [this](const JsonNode& member) { return ReadDevice(member); }),
-                          kind("event", ReadEvent),
-                          kind("dump", ReadDump),
-                          kind("shutdown", ReadShutdown),
-                          kind("plugin", ReadPlugin)});
-        if (kinds != 1) {
-            node.Fail("needs exactly one of device, event, dump, shutdown, plugin, comment");
-        }
-        timeMs_ = timeMs;
-        if (!action) {
-            return;
-        }
-        if (auto* device = std::get_if<DeviceStep>(&*action); device != nullptr && IsDescribing()) {
-            scenario_.startDevice.push_back(std::move(*device));
-        } else {
-            scenario_.steps.push_back({timeMs_ * US_PER_MS, std::move(*action)});
-        }
-    }
-
-    Scenario Take() { return std::move(scenario_); }
-
-private:
-    // Device lines describe the device at the start until a line of another kind has come.
-    bool IsDescribing() const { return scenario_.steps.empty(); }
-
-    int64_t ReadTime(const JsonNode& node) const {
-        const int64_t timeMs = node.AsInteger(0, LAST_TIME_MS);
-        if (timeMs < timeMs_) {
-            node.Fail("must not decrease: " + std::to_string(timeMs) + " after " + std::to_string(timeMs_));
-        }
-        return timeMs;
-    }
-
-    DeviceStep ReadDevice(const JsonNode& node) {
-        ApplyDevicePatch(node, IsDescribing() ? DevicePhase::DESCRIBING : DevicePhase::RUNNING, scratch_);
-        return {node.Value()};
-    }
-
-    Scenario scenario_;
-    int64_t timeMs_ = 0;
-    DeviceModel scratch_;  // Only to check patches on.
-};
-
 bool IsBlank(std::string_view line) {
     return line.find_first_not_of(" \t\r") == std::string_view::npos;
 }
 
 }  // namespace
 
+std::optional<ScenarioStep> ScenarioReader::Read(std::string_view line) {
+    ++lineNumber_;
+    if (IsBlank(line)) {
+        return std::nullopt;
+    }
+    InputError error;
+    const auto document = ParseLocatedJson(file_, line, lineNumber_, error);
+    if (!document) {
+        throw InputFailure{error};
+    }
+    return ReadStep(*document);
+}
+
+std::optional<ScenarioStep> ScenarioReader::ReadStep(const LocatedJson& line) {
+    const JsonNode node(line);
+    int kinds = 0;
+    int64_t timeMs = timeMs_;
+    std::optional<decltype(ScenarioStep::action)> action;
+    const auto kind = [&](const char* name, auto read) {
+        return JsonNode::MemberReader{name, [&kinds, &action, read](const JsonNode& member) {
+                                          ++kinds;
+                                          action = read(member);
+                                      }};
+    };
+    const auto readComment = [&](const JsonNode& comment) {
+        comment.AsText();
+        ++kinds;
+    };
+    node.ReadMembers({{"t", [&](const JsonNode& time) { timeMs = ReadTime(time); }},
+                      {"comment", readComment},
+                      kind("device", [this](const JsonNode& member) { return ReadDevice(member); }),
+                      kind("event", ReadEvent),
+                      kind("dump", ReadDump),
+                      kind("shutdown", ReadShutdown),
+                      kind("plugin", ReadPlugin)});
+    if (kinds != 1) {
+        node.Fail("needs exactly one of device, event, dump, shutdown, plugin, comment");
+    }
+    timeMs_ = timeMs;
+    if (!action) {
+        return std::nullopt;
+    }
+    isDescribing_ = isDescribing_ && std::holds_alternative<DeviceStep>(*action);
+    return ScenarioStep{timeMs_ * US_PER_MS, std::move(*action)};
+}
+
+int64_t ScenarioReader::ReadTime(const JsonNode& node) const {
+    const int64_t timeMs = node.AsInteger(0, LAST_TIME_MS);
+    if (timeMs < timeMs_) {
+        node.Fail("must not decrease: " + std::to_string(timeMs) + " after " + std::to_string(timeMs_));
+    }
+    return timeMs;
+}
+
+DeviceStep ScenarioReader::ReadDevice(const JsonNode& node) {
+    ApplyDevicePatch(node, isDescribing_ ? DevicePhase::DESCRIBING : DevicePhase::RUNNING, scratch_);
+    return {node.Value()};
+}
+
 std::optional<Scenario> ParseScenario(const std::string& file, std::string_view text, InputError& error) {
-    ScenarioReader reader;
-    for (size_t number = 1; !text.empty(); ++number) {
+    ScenarioReader reader(file);
+    Scenario scenario;
+    while (!text.empty()) {
         const size_t length = std::min(text.find('\n'), text.size());
-        const std::string_view line = text.substr(0, length);
-        text.remove_prefix(std::min(length + 1, text.size()));
-        if (IsBlank(line)) {
-            continue;
-        }
-        const auto document = ParseLocatedJson(file, line, number, error);
-        if (!document) {
-            return std::nullopt;
-        }
         try {
-            reader.ReadLine(*document);
+            std::optional<ScenarioStep> step = reader.Read(text.substr(0, length));
+            if (step && reader.IsDescribing()) {
+                scenario.startDevice.push_back(std::get<DeviceStep>(std::move(step->action)));
+            } else if (step) {
+                scenario.steps.push_back(std::move(*step));
+            }
         } catch (const InputFailure& failure) {
             error = failure.error;
             return std::nullopt;
         }
+        text.remove_prefix(std::min(length + 1, text.size()));
     }
-    return reader.Take();
-}
-
-std::optional<Scenario> LoadScenario(const std::string& file, InputError& error) {
-    std::string text;
-    if (!LoadStringFromFile(file, text)) {
-        error = {file, 0, std::strerror(errno)};
-        return std::nullopt;
-    }
-    return ParseScenario(file, text, error);
+    return scenario;
 }
 
 }  // namespace ZYRA::Host

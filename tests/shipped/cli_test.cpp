@@ -103,7 +103,7 @@ TEST_F(CliTest, GeneratedScenariosAreTheSameForASeedAndCanBeReplayed) {
     EXPECT_EQ(Read(folder_ / "first.device.json"), Read(folder_ / "again.device.json"));
 
     InputError error;
-    const auto scenario = LoadScenario(first, error);
+    const auto scenario = ParseScenario(first, Read(first), error);
     ASSERT_TRUE(scenario.has_value()) << error.Text();
     EXPECT_NE(made.output.find(" " + std::to_string(scenario->steps.size()) + " steps"), std::string::npos)
         << made.output;
@@ -142,7 +142,7 @@ TEST_F(CliTest, ALogIsImportedWithoutItsBadRows) {
     const std::string scenarioFile = (folder_ / "usage.jsonl").string();
     const std::string deviceFile = (folder_ / "usage.device.json").string();
     InputError error;
-    const auto scenario = LoadScenario(scenarioFile, error);
+    const auto scenario = ParseScenario(scenarioFile, Read(scenarioFile), error);
     ASSERT_TRUE(scenario.has_value()) << error.Text() << outcome.output;
     EXPECT_EQ(outcome.output, log + ":4: \"31/04/2024 12:41\" is not a time that can be read\n" + log +
                                   ":5: too few fields: 2 where 4 are needed\n" + log + ":6: names no application\n" +
