@@ -284,6 +284,13 @@ void WorkingsetModel::AppendFacts() {
     facts_.clear();
 }
 
+void WorkingsetModel::RemoveProcess(int32_t pid) {
+    MutexLock lock(mutex_);
+    if (groups_.GroupOf(pid) == ROOT) {
+        groups_.Remove(pid);
+    }
+}
+
 void WorkingsetModel::Preread(int monitor) {
     std::optional<SceneLine> bound;
     if (monitor >= 0 && monitor < MONITOR_COUNT) {

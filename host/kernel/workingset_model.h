@@ -51,6 +51,10 @@ public:
     int Write(std::string_view name, const std::string& content) override;
     bool NeedsDescriptors() const override { return pages_.NeedsDescriptors(); }
 
+    // The process has ended, or is none of the device's any more. What it has done for a monitor stays; in the group of
+    // the others it is not shown any more.
+    void RemoveProcess(int32_t pid);
+
     // Prereads the record of the scene that is bound to the monitor, which may go on after the return. Without a
     // record, and for a monitor that does not exist, it is a failed preread.
     void Preread(int monitor);

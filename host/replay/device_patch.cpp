@@ -361,7 +361,7 @@ MemberReader FixedMember(const char* name, DevicePhase phase, ReadMember read) {
 }  // namespace
 
 DeviceChange ApplyDevicePatch(const JsonNode& patch, DevicePhase phase, DeviceModel& model) {
-    const DeviceModel fallback;
+    static const DeviceModel fallback;
     DeviceState& state = model.state;
     DeviceChange change;
     const auto readRom = [&](const JsonNode& size) {

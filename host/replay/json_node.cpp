@@ -1,18 +1,24 @@
 #include "host/replay/json_node.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "host/replay/printable.h"
 
 namespace ZYRA::Host {
 
-JsonNode::JsonNode(const LocatedJson& document, const nlohmann::json& value, std::string pointer)
-    : document_(document), value_(value), pointer_(std::move(pointer)) {}
+std::string JsonNode::Pointer() const {
+    if (parent_ == nullptr) {
+        return "";
+    }
+    return parent_->Pointer() + '/' + (name_ == nullptr ? std::to_string(index_) : nlohmann::detail::escape(*name_));
+}
+
+std::string JsonNode::Where() const {
+    return parent_ == nullptr ? "" : Printable(Pointer()) + ": ";
+}
 
 void JsonNode::Fail(const std::string& what) const {
-    const std::string where = pointer_.empty() ? "" : Printable(pointer_) + ": ";
-    throw InputFailure{{document_.file, document_.LineOf(pointer_), where + what}};
+    throw InputFailure{{document_.file, document_.LineOf(Pointer()), Where() + what}};
 }
 
 int64_t JsonNode::AsInteger(int64_t lowest, int64_t highest) const {
@@ -42,8 +48,8 @@ void JsonNode::ForEachMember(const std::function<void(const std::string&, const 
     if (!value_.is_object()) {
         Fail("must be an object");
     }
-    for (const auto& [name, member] : value_.items()) {
-        visit(name, JsonNode(document_, member, pointer_ + '/' + nlohmann::detail::escape(name)));
+    for (const auto& [name, member] : value_.get_ref<const nlohmann::json::object_t&>()) {
+        visit(name, JsonNode(*this, member, &name, 0));
     }
 }
 
@@ -53,7 +59,7 @@ void JsonNode::ForEachElement(const std::function<void(const JsonNode&)>& visit)
     }
     size_t index = 0;
     for (const nlohmann::json& element : value_) {
-        visit(JsonNode(document_, element, pointer_ + '/' + std::to_string(index++)));
+        visit(JsonNode(*this, element, nullptr, index++));
     }
 }
 
@@ -63,9 +69,8 @@ void JsonNode::ReadMembers(std::initializer_list<MemberReader> readers) const {
             std::find_if(readers.begin(), readers.end(), [&](const MemberReader& known) { return known.name == name; });
         if (reader == readers.end()) {
             // The place is that of the object; the line is the member's own.
-            const std::string where = pointer_.empty() ? "" : Printable(pointer_) + ": ";
             throw InputFailure{
-                {document_.file, document_.LineOf(member.pointer_), where + "unknown member " + Quoted(name)}};
+                {document_.file, document_.LineOf(member.Pointer()), Where() + "unknown member " + Quoted(name)}};
         }
         reader->read(member);
     });

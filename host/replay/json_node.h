@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -21,7 +22,7 @@ public:
     };
 
     // The document must outlive the node.
-    explicit JsonNode(const LocatedJson& document) : JsonNode(document, document.value, "") {}
+    explicit JsonNode(const LocatedJson& document) : document_(document), value_(document.value) {}
 
     [[noreturn]] void Fail(const std::string& what) const;
 
@@ -40,11 +41,19 @@ public:
     void ReadMembers(std::initializer_list<MemberReader> readers) const;
 
 private:
-    JsonNode(const LocatedJson& document, const nlohmann::json& value, std::string pointer);
+    JsonNode(const JsonNode& parent, const nlohmann::json& value, const std::string* name, size_t index)
+        : document_(parent.document_), value_(value), parent_(&parent), name_(name), index_(index) {}
+
+    // The place as a JSON pointer. Few nodes are asked for it, so none keeps it.
+    std::string Pointer() const;
+    // The place in front of what is wrong there.
+    std::string Where() const;
 
     const LocatedJson& document_;
     const nlohmann::json& value_;
-    const std::string pointer_;
+    const JsonNode* const parent_ = nullptr;   // None of the whole document.
+    const std::string* const name_ = nullptr;  // Of a member.
+    const size_t index_ = 0;                   // Of an element.
 };
 
 }  // namespace ZYRA::Host

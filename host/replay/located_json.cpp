@@ -153,13 +153,17 @@ private:
             return Fail("nested deeper than " + std::to_string(MAX_DEPTH) + " levels");
         }
         open_.push_back(Place(std::move(value)));
-        pointers_.push_back(memberPointer_);
+        if (keepLines_) {
+            pointers_.push_back(memberPointer_);
+        }
         return true;
     }
 
     bool Close() {
         open_.pop_back();
-        pointers_.pop_back();
+        if (keepLines_) {
+            pointers_.pop_back();
+        }
         return true;
     }
 
@@ -189,8 +193,11 @@ std::optional<LocatedJson> ParseLocatedJson(const std::string& file, std::string
     LineCounter counter(text.data(), firstLine);
     const bool hasLines = text.find('\n') != std::string_view::npos;
     DocumentBuilder builder(document, counter, hasLines, error);
-    const bool isParsed = json::sax_parse(CountingIterator(text.data(), counter),
-                                          CountingIterator(text.data() + text.size(), counter), &builder);
+    const char* const end = text.data() + text.size();
+    // A document of one line need not be counted.
+    const bool isParsed =
+        hasLines ? json::sax_parse(CountingIterator(text.data(), counter), CountingIterator(end, counter), &builder)
+                 : json::sax_parse(text.data(), end, &builder);
     if (!isParsed) {
         return std::nullopt;
     }

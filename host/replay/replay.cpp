@@ -27,8 +27,9 @@ public:
         : clock_(clock), device_(device), plugin_(plugin) {}
 
     // Returns false when the plugin refuses to start.
-    bool Run(const ScenarioStep& step) {
-        return std::visit([this](const auto& action) { return Take(action); }, step.action);
+    bool Run(ScenarioStep&& step) {
+        return std::visit([this](auto&& action) { return Take(std::forward<decltype(action)>(action)); },
+                          std::move(step.action));
     }
 
     bool Take(const PluginStep& step) {
@@ -43,16 +44,16 @@ public:
     }
 
 private:
-    bool Take(const DeviceStep& step) {
+    bool Take(DeviceStep&& step) {
         Journal::GetInstance().Append(step);
-        device_.Apply(step.patch);
+        device_.Apply(std::move(step.patch));
         return true;
     }
 
-    bool Take(const EventStep& step) {
+    bool Take(EventStep&& step) {
         Journal::GetInstance().Append(step);
         plugin_.Dispatch(std::make_shared<ResourceSchedule::ResData>(
-            ResourceSchedule::ResData{step.resType, step.value, step.payload}));
+            ResourceSchedule::ResData{step.resType, step.value, std::move(step.payload)}));
         return true;
     }
 
@@ -87,13 +88,13 @@ std::string RunSteps(StepRunner& runner, ReplayClock& clock, ScenarioFile& scena
     int64_t lastUs = 0;
     bool isGoing = runner.Take(PluginStep{true});
     while (isGoing) {
-        const auto step = scenario.Next(error);
+        auto step = scenario.Next(error);
         if (!step) {
             break;
         }
         lastUs = step->timeUs;
         advanceTo(lastUs);
-        isGoing = runner.Run(*step);
+        isGoing = runner.Run(std::move(*step));
     }
     const bool isRead = error.what.empty();
     if (isGoing && isRead) {

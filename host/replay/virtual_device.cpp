@@ -1,5 +1,7 @@
 #include "host/replay/virtual_device.h"
 
+#include <utility>
+
 #include "host/sandbox/sandbox.h"
 #include "host/services/power_service.h"
 #include "platform/service_registry.h"
@@ -48,9 +50,9 @@ VirtualDevice::~VirtualDevice() {
     kernel_.Stop();
 }
 
-void VirtualDevice::Apply(const nlohmann::json& patch) {
+void VirtualDevice::Apply(nlohmann::json patch) {
     LocatedJson document;
-    document.value = patch;
+    document.value = std::move(patch);
     TakeOver(ApplyDevicePatch(JsonNode(document), DevicePhase::RUNNING, model_));
 }
 
@@ -94,6 +96,7 @@ void VirtualDevice::ForgetEndedProcesses(const DeviceState& before) {
     for (const auto& [pid, process] : before.processes) {
         if (!model_.state.processes.contains(pid)) {
             kernel_.Iolimit().RemoveProcess(pid);
+            kernel_.Workingset().RemoveProcess(pid);
         }
     }
 }

@@ -25,7 +25,7 @@ public:
 
     // Changes the model, and the device at once in what the patch mentions.
     // REQUIRES: the patch is valid, as ApplyDevicePatch says for a running device.
-    void Apply(const nlohmann::json& patch);
+    void Apply(nlohmann::json patch);
 
     KernelFacility& Kernel() { return kernel_; }
 

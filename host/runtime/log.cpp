@@ -31,13 +31,17 @@ bool TakeMarker(const char*& at, const char* marker) {
     return true;
 }
 
+void Append(std::string& text, const fmt::format_int& number) {
+    text.append(number.data(), number.size());
+}
+
 void AppendArg(std::string& text, const LogArg& arg) {
     switch (arg.kind) {
         case LogArg::Kind::SIGNED:
-            text += fmt::format_int(static_cast<int64_t>(arg.number)).str();
+            Append(text, fmt::format_int(static_cast<int64_t>(arg.number)));
             break;
         case LogArg::Kind::UNSIGNED:
-            text += fmt::format_int(arg.number).str();
+            Append(text, fmt::format_int(arg.number));
             break;
         case LogArg::Kind::STRING:
             text += arg.text == nullptr ? "(null)" : arg.text;
@@ -50,7 +54,9 @@ std::string Render(const char* format, const LogArg* args, bool reveal) {
     std::string text;
     for (const char* at = format; *at != '\0'; ++at) {
         if (*at != '%') {
-            text += *at;
+            const size_t plain = std::strcspn(at, "%");
+            text.append(at, plain);
+            at += plain - 1;
             continue;
         }
         ++at;
