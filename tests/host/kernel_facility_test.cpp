@@ -5,22 +5,28 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/eventfd.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/kernel/record_file.h"
+#include "host/runtime/journal.h"
+#include "host/runtime/unique_fd.h"
 #include "host/runtime/virtual_runtime.h"
 #include "host/sandbox/sandbox.h"
 #include "platform/file_util.h"
@@ -196,6 +202,57 @@ TEST_F(KernelFacilityTest, StartedAndStoppedAgainLeavesNothingBehind) {
     }
     EXPECT_EQ(count("/proc/self/task"), threads);
     EXPECT_EQ(count("/proc/self/fd"), descriptors);
+}
+
+// Needs a descriptor that was opened when the facility served already, and so is not in its servers' table.
+class CountingSink final : public JournalSink {
+public:
+    CountingSink() : counter_(eventfd(0, EFD_CLOEXEC)) {}
+    void OnEntry(const JournalEntry& /*entry*/) override { failures_ += eventfd_write(counter_.Get(), 1) == 0 ? 0 : 1; }
+    int Failures() const { return failures_; }
+    uint64_t Count() const {
+        uint64_t count = 0;
+        return eventfd_read(counter_.Get(), &count) == 0 ? count : 0;
+    }
+
+private:
+    UniqueFd counter_;
+    int failures_ = 0;
+};
+
+// Is content with any thread.
+class QuietSink final : public JournalSink {
+public:
+    void OnEntry(const JournalEntry& /*entry*/) override { thread = gettid(); }
+    bool NeedsDescriptors() const override { return false; }
+    std::atomic<pid_t> thread{0};
+};
+
+// (a) Commands are told on the thread that has the descriptors as soon as a sink needs them, (b) which may come and go
+// while commands are carried out; (c) without one the thread that serves tells them.
+TEST_F(KernelFacilityTest, SinksFindTheDescriptorsThatTheyNeed) {
+    QuietSink quiet;
+    Journal::GetInstance().AddSink(&quiet);
+    EXPECT_EQ(WriteFile(STATE, "PAUSED"), 0);
+    const pid_t server = quiet.thread;
+    std::atomic<bool> isOver{false};
+    std::thread writer([&] {
+        while (!isOver) {
+            EXPECT_EQ(WriteFile(STATE, "INWORKING"), 0);
+        }
+    });
+    for (int i = 0; i < 50; ++i) {
+        CountingSink sink;
+        Journal::GetInstance().AddSink(&sink);
+        EXPECT_EQ(WriteFile(STATE, "PAUSED"), 0);
+        EXPECT_NE(quiet.thread, server);
+        Journal::GetInstance().RemoveSink(&sink);
+        EXPECT_EQ(sink.Failures(), 0);
+        EXPECT_GE(sink.Count(), 1u);
+    }
+    isOver = true;
+    writer.join();
+    Journal::GetInstance().RemoveSink(&quiet);
 }
 
 // A command that never ends.

@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
+#include <sched.h>
 
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
+#include "host/replay/one_processor.h"
 #include "host/runtime/journal.h"
 #include "host/runtime/log_sink.h"
 #include "host/runtime/virtual_runtime.h"
@@ -50,6 +54,21 @@ TEST_F(RuntimeTest, LogShowsPublicArgumentsAndHidesTheOthers) {
         "{\"t\":0,\"kind\":\"log\",\"level\":\"INFO\",\"tag\":\"TAG\",\"text\":\"\xef\xbf\xbd(null)\"}",
     };
     EXPECT_EQ(lines_, expected);
+}
+
+// Threads that are started there stay on the one processor; the thread itself gets back what it had.
+TEST(OneProcessorTest, HoldsForItsScope) {
+    const auto state = [] {
+        cpu_set_t processors;
+        EXPECT_EQ(sched_getaffinity(0, sizeof(processors), &processors), 0);
+        return std::pair(CPU_COUNT(&processors), sched_getscheduler(0));
+    };
+    const auto before = state();
+    {
+        const OneProcessor one;
+        std::thread([&] { EXPECT_EQ(state(), (std::pair(1, SCHED_BATCH))); }).join();
+    }
+    EXPECT_EQ(state(), before);
 }
 
 TEST_F(RuntimeTest, NothingIsEvaluatedBelowTheThreshold) {

@@ -2,9 +2,16 @@
 
 #include "host/replay/scenario.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <fstream>
+#include <functional>
 #include <string>
+#include <thread>
+
+#include "host/replay/scenario_file.h"
 
 namespace ZYRA::Host {
 namespace {
@@ -86,6 +93,62 @@ TEST(ScenarioTest, LinesBecomeStepsWithTheTimeOfTheLineBefore) {
     EXPECT_TRUE(std::holds_alternative<DeviceStep>(scenario->steps[2].action));
     EXPECT_EQ(std::get<DumpStep>(scenario->steps[3].action).args, std::vector<std::string>{"-h"});
     EXPECT_FALSE(std::get<PluginStep>(scenario->steps[5].action).enable);
+}
+
+// (a) A file that is read in pieces, with a line longer than a piece and no end of the last line, gives what the text
+// as a whole gives, and so does a pipe. (b) One that is another when it is replayed is refused, be it longer, shorter
+// or no scenario any more.
+TEST(ScenarioTest, AFileIsReadAgainWhileItIsReplayed) {
+    std::string text = "{\"device\": {\"romGB\": 64}}\n";
+    for (int i = 0; i < 3000; ++i) {
+        const std::string page(i == 1000 ? 200000 : 50, 'p');
+        text += "{\"t\": " + std::to_string(i) + ", \"event\": {\"type\": 10, \"payload\": \"" + page + "\"}}\n\n";
+    }
+    text += "{\"dump\": []}";
+    InputError error;
+    const auto whole = ParseScenario("s.jsonl", text, error);
+    ASSERT_TRUE(whole.has_value());
+    const std::string path = "/data/s.jsonl";
+    const auto write = [&](const std::string& content) { std::ofstream(path) << content; };
+    write(text);
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    std::thread writer([&] {
+        std::ofstream("/proc/self/fd/" + std::to_string(ends[1])) << text;
+        close(ends[1]);
+    });
+    for (const std::string& source : {path, "/proc/self/fd/" + std::to_string(ends[0])}) {
+        const auto file = ScenarioFile::Open(source, error);
+        ASSERT_NE(file, nullptr) << error.Text();
+        EXPECT_EQ(file->StartDevice().size(), 1u);
+        for (const ScenarioStep& expected : whole->steps) {
+            const auto step = file->Next(error);
+            ASSERT_TRUE(step.has_value()) << error.Text();
+            ASSERT_EQ(step->timeUs, expected.timeUs);
+            if (const auto* event = std::get_if<EventStep>(&expected.action); event != nullptr) {
+                ASSERT_EQ(std::get<EventStep>(step->action).payload, event->payload);
+            }
+        }
+        EXPECT_FALSE(file->Next(error).has_value());
+        EXPECT_EQ(error.what, "");
+    }
+    writer.join();
+    close(ends[0]);
+
+    const std::pair<std::string, std::string> changed[] = {
+        {text + "\n{\"dump\": []}\n", path + ": has changed while it was replayed"},
+        {text.substr(0, text.rfind('{')), path + ": has changed while it was replayed"},
+        {text + "?", path + ":6002: syntax error"},
+    };
+    for (const auto& [content, what] : changed) {
+        write(text);
+        const auto file = ScenarioFile::Open(path, error);
+        write(content);
+        error = {};
+        while (file->Next(error)) {
+        }
+        EXPECT_TRUE(error.Text().starts_with(what)) << error.Text();
+    }
 }
 
 }  // namespace

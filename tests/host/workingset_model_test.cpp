@@ -167,6 +167,16 @@ TEST_F(WorkingsetModelTest, AProcessIsInOneGroupAtATime) {
     EXPECT_EQ(Read("monitor0/cgroup.procs"), "");
 }
 
+// Else a long run would look through all that ever were. What a monitor works on stays until its work ends.
+TEST_F(WorkingsetModelTest, AProcessThatHasEndedIsForgotten) {
+    WriteAll({{"cgroup.procs", "1"}, {"cgroup.procs", "2"}, {"monitor0/cgroup.procs", "3"}});
+    for (const int32_t pid : {2, 3, 4}) {
+        model_.RemoveProcess(pid);
+    }
+    EXPECT_EQ(Read("cgroup.procs"), "1\n");
+    EXPECT_EQ(Read("monitor0/cgroup.procs"), "3\n");
+}
+
 TEST_F(WorkingsetModelTest, PresetsHoldAtOnce) {
     pages_.SetPages(SCENE, 10);
     pages_.SetRecord(SCENE, RecordState::OLDER);
