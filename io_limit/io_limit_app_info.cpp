@@ -92,7 +92,7 @@ void IolimitHandler::CheckIsRemoveAndSystem(int32_t uid, const std::string& bund
     if (!info.removable && info.isSystemApp) {
         IOSCHED_LOGI("%{public}s is system app", bundleName.c_str());
         MutexLock lock(systemAppMutex_);
-        systemAppList.insert(bundleName);
+        ++systemAppList[bundleName];
     }
 }
 

@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 #include "frame/common/io_sched_event_callback.h"
@@ -99,9 +99,9 @@ private:
     // Null until it was found for the first time; kept from then on, also when the service dies.
     std::shared_ptr<AppMgr> appMgrProxy_ GUARDED_BY(mutex_);
 
-    // Bundle names of system applications: one entry for each time that a process has shown it. Never cleared.
+    // Bundle names of system applications, and how often a process has shown each. Never cleared.
     Mutex systemAppMutex_;
-    std::unordered_multiset<std::string> systemAppList GUARDED_BY(systemAppMutex_);
+    std::unordered_map<std::string, uint64_t> systemAppList GUARDED_BY(systemAppMutex_);
 
     // A lift may be on its way on the task queue, where it cannot be cancelled any more, when a new start supersedes
     // it: it takes effect only if its number is still the latest. The lock makes the writing of both switches one step;
