@@ -4,7 +4,7 @@
 #   persons' days   as `iosched-host generate` makes them: a fifth of the events bind a scene, which is some thirty
 #                   requests to the files of the modelled kernel
 #   mixed events    what a busy device sends: of 1000 events 498 of user input, 200 of types that mean nothing here, 150
-#                   starts of system processes, 60 page pushes (half of them of 100 scenes, half of 4000 others), 50
+#                   starts of system processes, 60 page pushes (half of them of 100 scenes, half of 500 others), 50
 #                   for the lists of who is not limited, 10 of slides, 2 of the screen (whoever charges trains then),
 #                   30 whose payload is wrong
 #
@@ -100,7 +100,7 @@ make_mixed() {
                     event(4, 0, "{\"bundleName\":\"com.example.system\",\"uid\":\"1000\",\"pid\":\"" pid "\"}")
                 } else if (kind < 910) {
                     isDone = one in shown
-                    page = isDone ? shown[one] : kind % 2 == 0 ? "Often" below(5) : "item/" below(200)
+                    page = isDone ? shown[one] : kind % 2 == 0 ? "Often" below(5) : "item/" below(25)
                     payload = "{" application(one) ",\"clientPid\":\"" 2000 + one "\",\"pageUrl\":\"pages/" page "\"}"
                     event(10, isDone, payload)
                     if (isDone) {
