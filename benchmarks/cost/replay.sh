@@ -1,10 +1,10 @@
 #!/bin/bash
 # How long a replay in virtual time takes an event, and what memory it needs, as the scenario grows tenfold: neither may
 # grow with it. Prints a Markdown table. Two kinds of scenario:
-#   persons' days   as `iosched-host generate` makes them: a fifth of the events bind a scene, which is some thirty
-#                   requests to the files of the modelled kernel
-#   mixed events    what a busy device sends: of 1000 events 498 of user input, 200 of types that mean nothing here, 150
-#                   starts of system processes, 60 page pushes (half of them of 100 scenes, half of 500 others), 50
+#   persons' days   as `iosched-host generate` makes them: a fifth of the events bind a scene, and there are seven or
+#                   eight requests to the files of the modelled kernel for each event
+#   mixed events    what a busy device sends: of 1000 events 538 of user input, 200 of types that mean nothing here, 150
+#                   starts of system processes, 20 page pushes (half of them of 100 scenes, half of 500 others), 50
 #                   for the lists of who is not limited, 10 of slides, 2 of the screen (whoever charges trains then),
 #                   30 whose payload is wrong
 #
@@ -91,11 +91,11 @@ make_mixed() {
                 one = below(APPLICATIONS)
                 if (kind < 2) {
                     event(0, kind, "{}")
-                } else if (kind < 500) {
+                } else if (kind < 540) {
                     event(9, 1, "{}")
-                } else if (kind < 700) {
+                } else if (kind < 740) {
                     event(ignored[1 + below(8)], below(3), "{" application(one) "}")
-                } else if (kind < 850) {
+                } else if (kind < 890) {
                     pid = 500 + below(SYSTEM_PROCESSES)
                     event(4, 0, "{\"bundleName\":\"com.example.system\",\"uid\":\"1000\",\"pid\":\"" pid "\"}")
                 } else if (kind < 910) {
