@@ -31,8 +31,9 @@ public:
     // way the journal has the write, followed by what it caused, when the call returns.
     virtual int Write(std::string_view name, const std::string& content) = 0;
 
-    // Whether these use descriptors that stay open between two calls. Never changes.
-    virtual bool NeedsDescriptors() const { return true; }
+    // Whether a command, or a reading where there is none, may open files or use descriptors that stay open between two
+    // calls. What does not is carried out on threads that have a descriptor table of their own.
+    virtual bool NeedsDescriptors(std::string_view /*name*/, const std::string* /*command*/) const { return true; }
 };
 
 }  // namespace ZYRA::Host

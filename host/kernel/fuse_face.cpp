@@ -48,10 +48,11 @@ struct stat AttributesOf(const FuseContext& context, size_t node) {
     return attributes;
 }
 
-// Carries out a read or a command of the file: here, unless that needs what this thread has not.
+// Carries out a command of the file, or a reading where there is none: here, unless that needs what this thread has
+// not.
 template <typename Call>
-void CarryOut(FuseContext& context, size_t node, const Call& call) {
-    if (!context.tree.NeedsCallThread(node)) {
+void CarryOut(FuseContext& context, size_t node, const std::string* command, const Call& call) {
+    if (!context.tree.NeedsCallThread(node, command)) {
         const Journal::BareCall bare;
         if (bare.IsAllowed()) {
             call();
@@ -106,7 +107,7 @@ void Read(fuse_req_t request, fuse_ino_t inode, size_t size, off_t offset, fuse_
     FuseContext& context = ContextOf(request);
     std::string content;
     int error = 0;
-    CarryOut(context, NodeOf(inode),
+    CarryOut(context, NodeOf(inode), nullptr,
              [&] { error = context.tree.Read(NodeOf(inode), static_cast<size_t>(offset), size, content); });
     if (error != 0) {
         fuse_reply_err(request, error);
@@ -120,8 +121,8 @@ void Write(fuse_req_t request, fuse_ino_t inode, const char* data, size_t size, 
     FuseContext& context = ContextOf(request);
     int error = 0;
     size_t taken = 0;
-    CarryOut(context, NodeOf(inode),
-             [&] { error = context.tree.Write(NodeOf(inode), std::string(data, size), taken); });
+    const std::string command(data, size);
+    CarryOut(context, NodeOf(inode), &command, [&] { error = context.tree.Write(NodeOf(inode), command, taken); });
     if (error != 0) {
         fuse_reply_err(request, error);
     } else {

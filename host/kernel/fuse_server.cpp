@@ -12,9 +12,9 @@
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
-#include <iterator>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "host/runtime/errno_names.h"
 #include "host/runtime/retry_on_eintr.h"
@@ -32,12 +32,12 @@ std::string Failure(const std::string& what) {
 
 // Drops what the servers have inherited: a pipe or a lock that the process closes must not stay open in their table. On
 // a kernel that cannot, they keep it until Stop.
-void CloseAllBut(int first, int second) {
+void CloseAllBut(std::vector<int> kept) {
     constexpr unsigned AFTER_STANDARD_STREAMS = 3;
-    unsigned kept[] = {static_cast<unsigned>(first), static_cast<unsigned>(second)};
-    std::sort(std::begin(kept), std::end(kept));
+    std::sort(kept.begin(), kept.end());
     unsigned from = AFTER_STANDARD_STREAMS;
-    for (const unsigned fd : kept) {
+    for (const int one : kept) {
+        const auto fd = static_cast<unsigned>(one);
         if (fd > from) {
             close_range(from, fd - 1, 0);
         }
@@ -82,7 +82,12 @@ std::string FuseServer::TryStart(const std::string& mountPoint) {
     mountPoint_ = mountPoint;
     stopEvent_.Reset(eventfd(0, EFD_CLOEXEC));
     connection_.Reset(eventfd(0, EFD_CLOEXEC));
-    if (!stopEvent_.Valid() || !connection_.Valid()) {
+    bool areValid = stopEvent_.Valid() && connection_.Valid();
+    for (UniqueFd& place : ready_) {
+        place.Reset(eventfd(0, EFD_CLOEXEC));
+        areValid = areValid && place.Valid();
+    }
+    if (!areValid) {
         return Failure("eventfd");
     }
     calls_ = std::make_unique<CallThread>("kernel_calls");
@@ -105,7 +110,7 @@ void FuseServer::ServeFirst(std::promise<std::string>& started) {
         try {
             // Made here, so that it shares this thread's descriptors. With two, one can take the news that a caller
             // has been interrupted while the other is busy with its request.
-            second = StartQuietThread("kernel_fuse", [this, &session] { Serve(session.get()); });
+            second = StartQuietThread("kernel_fuse", [this, &session] { Serve(session.get(), ready_[1].Get()); });
         } catch (const std::system_error& failure) {
             error = std::string("kernel files: cannot start a thread: ") + failure.what();
         }
@@ -113,7 +118,7 @@ void FuseServer::ServeFirst(std::promise<std::string>& started) {
     const bool serving = error.empty();
     started.set_value(std::move(error));
     if (serving) {
-        Serve(session.get());
+        Serve(session.get(), ready_[0].Get());
         second.join();
     }
     // The end of the session closes the connection, which fails every request that nobody has answered.
@@ -123,7 +128,7 @@ std::string FuseServer::OpenSession(FuseSession& session) {
     if (unshare(CLONE_FILES) != 0) {
         return Failure("unshare(CLONE_FILES)");
     }
-    CloseAllBut(stopEvent_.Get(), connection_.Get());
+    CloseAllBut({stopEvent_.Get(), connection_.Get(), ready_[0].Get(), ready_[1].Get()});
     {
         // Not blocking: of two threads that see the same request come, one finds nothing to read.
         const UniqueFd device(open("/dev/fuse", O_RDWR | O_NONBLOCK | O_CLOEXEC));
@@ -142,24 +147,32 @@ std::string FuseServer::OpenSession(FuseSession& session) {
         return Failure("mount " + mountPoint_);
     }
     mounted_ = true;
+    // Before the mount nothing could be waited for at the connection.
+    for (const UniqueFd& place : ready_) {
+        if (!OpenReady(place)) {
+            return Failure("epoll");
+        }
+    }
     return "";
 }
 
-// libfuse's own loops drop the request that they have just read once they are told to end, and its caller would wait
-// for ever. This one is told by an event beside the connection, between two requests. Of the servers a request wakes
-// one.
-void FuseServer::Serve(fuse_session* session) const {
+// Of the servers a request wakes one.
+bool FuseServer::OpenReady(const UniqueFd& place) const {
     const UniqueFd ready(epoll_create1(EPOLL_CLOEXEC));
     epoll_event toStop{EPOLLIN, {.fd = stopEvent_.Get()}};
     epoll_event toServe{EPOLLIN | EPOLLEXCLUSIVE, {.fd = connection_.Get()}};
-    if (!ready.Valid() || epoll_ctl(ready.Get(), EPOLL_CTL_ADD, stopEvent_.Get(), &toStop) != 0 ||
-        epoll_ctl(ready.Get(), EPOLL_CTL_ADD, connection_.Get(), &toServe) != 0) {
-        return;
-    }
+    return ready.Valid() && epoll_ctl(ready.Get(), EPOLL_CTL_ADD, stopEvent_.Get(), &toStop) == 0 &&
+           epoll_ctl(ready.Get(), EPOLL_CTL_ADD, connection_.Get(), &toServe) == 0 &&
+           dup3(ready.Get(), place.Get(), O_CLOEXEC) >= 0;
+}
+
+// libfuse's own loops drop the request that they have just read once they are told to end, and its caller would wait
+// for ever. This one is told by an event beside the connection, between two requests.
+void FuseServer::Serve(fuse_session* session, int ready) const {
     RequestBuffer request;
     epoll_event event{};
     for (;;) {
-        const int count = RetryOnEintr([&] { return epoll_wait(ready.Get(), &event, 1, -1); });
+        const int count = RetryOnEintr([&] { return epoll_wait(ready, &event, 1, -1); });
         if (count <= 0 || event.data.fd == stopEvent_.Get() || (event.events & ~EPOLLIN) != 0) {
             return;
         }
@@ -183,6 +196,9 @@ void FuseServer::Stop() {
     }
     context_.reset();
     calls_.reset();
+    for (UniqueFd& place : ready_) {
+        place.Reset();
+    }
     connection_.Reset();
     stopEvent_.Reset();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <future>
 #include <memory>
 #include <string>
@@ -39,7 +40,9 @@ private:
     std::string TryStart(const std::string& mountPoint);
     void ServeFirst(std::promise<std::string>& started);
     std::string OpenSession(FuseSession& session);
-    void Serve(fuse_session* session) const;
+    // What a server waits at: the connection and the event that ends it, in place of the descriptor of no use.
+    bool OpenReady(const UniqueFd& place) const;
+    void Serve(fuse_session* session, int ready) const;
 
     KernelTree& tree_;
 
@@ -47,10 +50,11 @@ private:
     std::string mountPoint_;
     std::thread server_;
 
-    // Constant while the servers run. The number of `connection_` is the connection's in their table; in the table of
-    // the process a descriptor of no use keeps the number taken.
+    // Constant while the servers run. The numbers of `connection_` and `ready_` are the connection's, and that of what
+    // each server waits at, in their table; in the table of the process descriptors of no use keep the numbers taken.
     UniqueFd stopEvent_;
     UniqueFd connection_;
+    std::array<UniqueFd, 2> ready_;
     std::unique_ptr<CallThread> calls_;
     std::unique_ptr<FuseContext> context_;
     // Set by the first server before Start goes on.

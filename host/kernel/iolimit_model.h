@@ -29,7 +29,9 @@ public:
     std::vector<ControlFile> List() const override;
     int Read(std::string_view name, std::string& content) override;
     int Write(std::string_view name, const std::string& content) override;
-    bool NeedsDescriptors() const override { return limiter_ != nullptr; }
+    bool NeedsDescriptors(std::string_view /*name*/, const std::string* /*command*/) const override {
+        return limiter_ != nullptr;
+    }
 
     // The process has ended, or is none of the device's any more.
     void RemoveProcess(int32_t pid);

@@ -41,8 +41,10 @@ public:
 
     // Each returns 0 or an errno. REQUIRES: `node` is a file.
 
-    // Whether what is done with the file may use descriptors that stay open between two calls, or take long.
-    bool NeedsCallThread(size_t node) const { return HasFaults() || nodes_[node].owner->NeedsDescriptors(); }
+    // Whether the command, or a reading where there is none, needs what only some threads have, or may take long.
+    bool NeedsCallThread(size_t node, const std::string* command) const {
+        return HasFaults() || nodes_[node].owner->NeedsDescriptors(nodes_[node].ownerName, command);
+    }
     // Whether opening it may.
     bool HasFaults() const { return !faults_.IsEmpty(); }
 

@@ -69,7 +69,7 @@ public:
     // Prereads the record of the scene. `done` is called once: before this returns, or on another thread with no lock
     // held.
     virtual void Preread(const SceneLine& scene, std::function<void(const PrereadResult&)> done) = 0;
-    // As of ControlFiles, of all but the prereads.
+    // Whether anything but looking for a record, writing it and prereading it does what ControlFiles says.
     virtual bool NeedsDescriptors() const { return true; }
 
     // Waits until no preread is under way. No new one is started meanwhile.

@@ -20,7 +20,7 @@ public:
     std::vector<ControlFile> List() const override { return {{name_, 0644}}; }
     int Read(std::string_view name, std::string& content) override;
     int Write(std::string_view name, const std::string& content) override;
-    bool NeedsDescriptors() const override { return false; }
+    bool NeedsDescriptors(std::string_view /*name*/, const std::string* /*command*/) const override { return false; }
 
 private:
     const std::string deviceRoot_;

@@ -98,6 +98,12 @@ int WorkingsetModel::Write(std::string_view name, const std::string& content) {
     return error;
 }
 
+// Records are looked for when a scene is bound or told of, and written by two commands.
+bool WorkingsetModel::NeedsDescriptors(std::string_view name, const std::string* command) const {
+    return pages_.NeedsDescriptors() || name.ends_with("workingset.data") ||
+           (command != nullptr && (command->starts_with("STOP") || command->starts_with("BACKUP")));
+}
+
 int WorkingsetModel::Execute(std::string_view name, std::string_view content) {
     int group = ROOT;
     const File* file = Find(name, group);

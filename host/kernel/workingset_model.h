@@ -49,7 +49,7 @@ public:
     std::vector<ControlFile> List() const override;
     int Read(std::string_view name, std::string& content) override;
     int Write(std::string_view name, const std::string& content) override;
-    bool NeedsDescriptors() const override { return pages_.NeedsDescriptors(); }
+    bool NeedsDescriptors(std::string_view name, const std::string* command) const override;
 
     // The process has ended, or is none of the device's any more. What it has done for a monitor stays; in the group of
     // the others it is not shown any more.

@@ -140,8 +140,8 @@ public:
     // Called under the journal's lock, on the thread on which the thing happened: must not call the plugin or touch a
     // file of a kernel facility.
     virtual void OnEntry(const JournalEntry& entry) = 0;
-    // Whether OnEntry uses a descriptor that stays open between two entries. If not, it is called also on threads that
-    // have not the descriptors of the process (see FuseServer). Never changes.
+    // Whether OnEntry opens files or uses a descriptor that stays open between two entries. If not, it is called also
+    // on threads that have not the descriptors of the process (see FuseServer). Never changes.
     virtual bool NeedsDescriptors() const { return true; }
 };
 
