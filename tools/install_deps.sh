@@ -19,7 +19,7 @@ BUILD_PACKAGES=(
 )
 CI_PACKAGES=(clang clang-tidy clang-format libclang-rt-14-dev git shellcheck)
 COVERAGE_PACKAGES=(gcovr)
-COST_PACKAGES=(libboost-dev)
+COST_PACKAGES=(libboost-dev time)
 BENCH_PACKAGES=(clang-tidy clangd python3 gdb nodejs git cmake default-jre-headless g++ e2fsprogs vmtouch)
 
 fail() {

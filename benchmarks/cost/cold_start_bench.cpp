@@ -28,6 +28,7 @@
 #include "host/replay/plugin_library.h"
 #include "host/sandbox/sandbox.h"
 #include "platform/file_util.h"
+#include "platform/log.h"
 
 namespace ZYRA::Bench {
 namespace {
@@ -213,6 +214,7 @@ public:
             starts_.Measured().CountCalls(calls_);
             RunBoth(one, 1, plugin_.calls, lean_.calls);
             starts_.Measured().CountCalls(nullptr);
+            CheckNoneIsMissing();
         }
         for (int round = 0; round < options_.rounds && !options_.showsCalls; ++round) {
             const double emptyNs = MeasureNothing();
@@ -263,7 +265,7 @@ public:
         table.Print();
     }
     std::vector<std::string> Header(const std::string& first) const {
-        std::vector<std::string> header = {first, "plugin µs", "file operations µs", "ratio"};
+        std::vector<std::string> header = {first, "plugin us", "file operations us", "ratio"};
         if (calls_ != nullptr) {
             header.insert(header.end(), {"plugin's calls", "needed calls"});
         }
@@ -282,6 +284,14 @@ private:
             starts_.RunLean(one, lean);
             if (start % 2 == 1) {
                 starts_.RunPlugin(one, plugin);
+            }
+        }
+    }
+    // A plugin that gives up on the way would be quick.
+    void CheckNoneIsMissing() const {
+        for (size_t step = 0; step < STEP_COUNT; ++step) {
+            if (Sum(plugin_.calls.calls[step]) < Sum(lean_.calls.calls[step])) {
+                throw std::runtime_error(std::string("the plugin leaves out a file operation: ") + STEP_NAMES[step]);
             }
         }
     }
@@ -355,6 +365,7 @@ bool RunApart(void (*compare)(const Comparison::Options&), const Comparison::Opt
             if (const auto refusal = Host::EnterSandbox({128ULL << 30, ""})) {
                 throw std::runtime_error(*refusal);
             }
+            logThreshold = static_cast<int32_t>(LogLevel::FATAL);
             compare(options);
         } catch (const std::exception& failure) {
             std::fprintf(stderr, "bench_cold_start: %s\n", failure.what());

@@ -42,8 +42,10 @@ private:
     };
 
     void Push(Event event) {
-        const std::lock_guard lock(mutex_);
-        events_.push_back(std::move(event));
+        {
+            const std::lock_guard lock(mutex_);
+            events_.push_back(std::move(event));
+        }
         wake_.notify_one();
     }
 

@@ -2,10 +2,11 @@
 // each in turn, with the same events, in rounds.
 
 #include <CLI/CLI.hpp>
-#include <chrono>
-#include <cstdio>
+#include <ctime>
+#include <iterator>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "benchmarks/cost/measure.h"
@@ -29,7 +30,7 @@ struct Cost {
 
 Cost Measure(Contender& contender, const Contender::Data& event, int senders, int events) {
     const auto send = [&] {
-        for (int sent = 0; sent < events / senders; ++sent) {
+        for (int sent = 0; sent < events; ++sent) {
             contender.Dispatch(event);
         }
     };
@@ -45,8 +46,9 @@ Cost Measure(Contender& contender, const Contender::Data& event, int senders, in
     }
     contender.WaitUntilHandled();
     constexpr double NS_PER_S = 1e9;
-    return {(Seconds(CLOCK_MONOTONIC) - wall) * NS_PER_S / events,
-            (Seconds(CLOCK_PROCESS_CPUTIME_ID) - cpu) * NS_PER_S / events};
+    const double all = static_cast<double>(events) * senders;
+    return {(Seconds(CLOCK_MONOTONIC) - wall) * NS_PER_S / all,
+            (Seconds(CLOCK_PROCESS_CPUTIME_ID) - cpu) * NS_PER_S / all};
 }
 
 struct Rounds {
@@ -64,7 +66,7 @@ void Run(RunningPlugin& plugin, int rounds, int events, const std::string& only)
     const auto strand = MakeStrand();
     Table table({"event", "senders", "ns", "events a second", "beside a bare queue", "of CPU time", "beside a strand",
                  "of CPU time"});
-    for (const auto& [name, event] : RunningPlugin::Cases()) {
+    for (const auto& [name, event, line] : RunningPlugin::Cases()) {
         if (!only.empty() && only != name) {
             continue;
         }
@@ -72,14 +74,16 @@ void Run(RunningPlugin& plugin, int rounds, int events, const std::string& only)
             Rounds ours;
             Rounds ofBare;
             Rounds ofStrand;
-            for (int round = -1; round < rounds; ++round) {
-                const Cost costs[] = {Measure(plugin, event, senders, events), Measure(*bare, event, senders, events),
-                                      Measure(*strand, event, senders, events)};
-                // The first round warms up.
-                if (round >= 0) {
-                    ours.Add(costs[0]);
-                    ofBare.Add(costs[1]);
-                    ofStrand.Add(costs[2]);
+            const std::pair<Contender*, Rounds*> contenders[] = {
+                {&plugin, &ours}, {bare.get(), &ofBare}, {strand.get(), &ofStrand}};
+            constexpr size_t CONTENDERS = std::size(contenders);
+            // The first rounds warm up; each contender comes first, second and third.
+            for (size_t turn = 0; turn < CONTENDERS * static_cast<size_t>(rounds + 1); ++turn) {
+                const size_t round = turn / CONTENDERS;
+                const auto& [contender, costs] = contenders[(turn + round) % CONTENDERS];
+                const Cost cost = Measure(*contender, event, senders, events);
+                if (round > 0) {
+                    costs->Add(cost);
                 }
             }
             const double ns = SpreadOf(ours.wall).median;
@@ -97,13 +101,17 @@ void Run(RunningPlugin& plugin, int rounds, int events, const std::string& only)
 int main(int argc, char** argv) {
     using namespace ZYRA::Bench;
     int rounds = 15;
-    int events = 100000;
+    int events = 50000;
     std::string only;
     std::string plugin = ZYRA::Host::PluginLibrary::DefaultPath();
     CLI::App app("What an event costs until it has been handled.");
     app.add_option("--rounds", rounds)->check(CLI::Range(1, 1000));
-    app.add_option("--events", events, "For each round")->check(CLI::Range(2, 10000000));
-    app.add_option("--only", only, "One of the events, by its name in the table");
+    app.add_option("--events", events, "For each round, and each sender")->check(CLI::Range(1, 10000000));
+    std::vector<std::string> names;
+    for (const auto& one : RunningPlugin::Cases()) {
+        names.emplace_back(one.name);
+    }
+    app.add_option("--only", only, "One of the events, by its name in the table")->check(CLI::IsMember(names));
     app.add_option("--plugin", plugin);
     CLI11_PARSE(app, argc, argv);
     std::string path;
@@ -112,5 +120,6 @@ int main(int argc, char** argv) {
     }
     EnterSandboxOrExit();
     RunningPlugin running(path);
+    running.CheckCases();
     Run(running, rounds, events, only);
 }

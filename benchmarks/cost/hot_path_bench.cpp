@@ -41,10 +41,12 @@ void PrintLogCost(int rounds, int64_t lines) {
     std::vector<double> logged;
     std::vector<double> bare;
     const std::string scene = "com.example.mail/EntryAbility.pages.detail.Item";
+    logged.reserve(static_cast<size_t>(rounds));
+    bare.reserve(static_cast<size_t>(rounds));
     const uint64_t before = Allocations();
     for (int round = 0; round < rounds; ++round) {
         logged.push_back(NsEach(lines, [&](int64_t i) {
-            ZYRA_LOG(LogLevel::DEBUG, LABEL, "[%{public}s:]sceneName: %{public}s, value: %{public}ld", __func__,
+            ZYRA_LOG(LogLevel::DEBUG, LABEL, "[%{public}s:]sceneName: %{public}s, value: %{public}ld", "PrintLogCost",
                      scene.c_str(), i);
         }));
         bare.push_back(NsEach(lines, [](int64_t i) {
@@ -53,17 +55,19 @@ void PrintLogCost(int rounds, int64_t lines) {
             }
         }));
     }
-    // The two vectors grow as well, a few times.
-    const double each = static_cast<double>(Allocations() - before) / static_cast<double>(lines * rounds);
-    Table table({"log line with its level off", "ns", "beside one test of a variable", "allocations"});
-    table.Add({"text and number", Text(SpreadOf(logged).median, 2), Text(RatioOf(logged, bare), 2), Text(each, 2)});
+    const uint64_t allocations = Allocations() - before;
+    Table table({"log line with its level off", "ns in a loop", "beside the test of one variable", "allocations"});
+    table.Add({"two texts and a number", Text(SpreadOf(logged).median, 2), Text(RatioOf(logged, bare), 2),
+               Grouped(static_cast<long long>(allocations)) + " in " + Grouped(static_cast<long long>(lines) * rounds) +
+                   " lines"});
     table.Print();
 }
 
 void PrintAllocations(const std::string& path, int events) {
     RunningPlugin plugin(path);
+    plugin.CheckCases();
     Table table({"event", "allocations", "by a copy of the payload and its end", "beside that"});
-    for (const auto& [name, data] : RunningPlugin::Cases()) {
+    for (const auto& [name, data, line] : RunningPlugin::Cases()) {
         const auto send = [&plugin, events, &event = data] {
             for (int sent = 0; sent < events; ++sent) {
                 plugin.Dispatch(event);

@@ -3,6 +3,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -22,38 +23,68 @@ constexpr char DATABASE[] = "/data/service/el1/public/ressched/top_scene.db";
     std::exit(EXIT_FAILURE);
 }
 
-void Execute(sqlite3* database, const char* sql) {
-    if (sqlite3_exec(database, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+void Check(sqlite3* database, int result, int wanted) {
+    if (result != wanted) {
         Fail(sqlite3_errmsg(database));
     }
 }
 
-// Reads the stored scenes and stores who is top, as the start has to.
+void Execute(sqlite3* database, const std::string& sql) {
+    Check(database, sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+}
+
+class Statement {
+public:
+    Statement(sqlite3* database, const char* sql) : database_(database) {
+        Check(database, sqlite3_prepare_v2(database, sql, -1, &statement_, nullptr), SQLITE_OK);
+    }
+    ~Statement() { sqlite3_finalize(statement_); }
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    // False behind the last row.
+    bool Step() {
+        const int result = sqlite3_step(statement_);
+        Check(database_, result, result == SQLITE_ROW ? SQLITE_ROW : SQLITE_DONE);
+        return result == SQLITE_ROW;
+    }
+    sqlite3_stmt* Get() const { return statement_; }
+
+private:
+    sqlite3* const database_;
+    sqlite3_stmt* statement_ = nullptr;
+};
+
+struct Scene {
+    int64_t id;
+    double decayedCount;
+    std::string name;
+};
+
+// Reads the stored scenes and stores who is top: as on the device, there is room for one.
 void LoadScenes(sqlite3* database) {
-    std::vector<int64_t> ids;
-    sqlite3_stmt* query = nullptr;
-    sqlite3_prepare_v2(database, "SELECT * FROM train_history_table WHERE train_history_id=1", -1, &query, nullptr);
-    sqlite3_step(query);
-    sqlite3_finalize(query);
-    sqlite3_prepare_v2(database, "SELECT * FROM top_scene_table WHERE is_deleted=0", -1, &query, nullptr);
-    while (sqlite3_step(query) == SQLITE_ROW) {
-        ids.push_back(sqlite3_column_int64(query, 0));
-        for (int column = 1; column < sqlite3_column_count(query); ++column) {
-            static_cast<void>(sqlite3_column_text(query, column));
+    Statement(database, "SELECT * FROM train_history_table WHERE train_history_id=1").Step();
+    std::vector<Scene> scenes;
+    Statement query(database, "SELECT * FROM top_scene_table WHERE is_deleted=0");
+    while (query.Step()) {
+        sqlite3_stmt* const row = query.Get();
+        const auto text = [row](int column) { return reinterpret_cast<const char*>(sqlite3_column_text(row, column)); };
+        scenes.push_back({sqlite3_column_int64(row, 0), sqlite3_column_double(row, 4), text(1)});
+        scenes.back().name.append("/").append(text(2));
+    }
+    const auto top = std::max_element(scenes.begin(), scenes.end(), [](const Scene& left, const Scene& right) {
+        return left.decayedCount < right.decayedCount;
+    });
+    Execute(database, "BEGIN;");
+    {
+        Statement update(database, "UPDATE [top_scene_table] SET [is_top_scene] = ? WHERE [top_scene_id] = ?");
+        for (auto scene = scenes.begin(); scene != scenes.end(); ++scene) {
+            Check(database, sqlite3_bind_int(update.Get(), 1, scene == top ? 1 : 0), SQLITE_OK);
+            Check(database, sqlite3_bind_int64(update.Get(), 2, scene->id), SQLITE_OK);
+            update.Step();
+            Check(database, sqlite3_reset(update.Get()), SQLITE_OK);
         }
     }
-    sqlite3_finalize(query);
-    Execute(database, "BEGIN;");
-    sqlite3_stmt* update = nullptr;
-    sqlite3_prepare_v2(database, "UPDATE [top_scene_table] SET [is_top_scene] = ? WHERE [top_scene_id] = ?", -1,
-                       &update, nullptr);
-    for (const int64_t id : ids) {
-        sqlite3_bind_int(update, 1, 1);
-        sqlite3_bind_int64(update, 2, id);
-        sqlite3_step(update);
-        sqlite3_reset(update);
-    }
-    sqlite3_finalize(update);
     Execute(database, "COMMIT;");
 }
 
@@ -82,10 +113,9 @@ sqlite3* OpenDatabase() {
 
 }  // namespace
 
+// The connection stays open.
 EXPORTED void LoadLeast() {
-    sqlite3* const database = OpenDatabase();
-    LoadScenes(database);
-    sqlite3_close(database);
+    LoadScenes(OpenDatabase());
     // Needs the platform, as the plugin does.
     static_cast<void>(ZYRA::IsLoggable(ZYRA::LogLevel::FATAL));
 }
@@ -103,5 +133,5 @@ EXPORTED void FillDatabase(int scenes) {
                     .c_str());
     }
     Execute(database, "COMMIT;");
-    sqlite3_close(database);
+    Check(database, sqlite3_close(database), SQLITE_OK);
 }

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <utility>
 #include <variant>
 
@@ -27,24 +28,23 @@ constexpr char DEVICE[] = R"({
     "bundles": {"com.example.mail": {"uid": 20010034}},
     "config": {"topScene": [{"properties": {"romsize": "128"}, "subItems": [{"name": "topN", "value": "1"}]}]}})";
 
-// Whether a scene has been bound to a monitor.
-class BindWatch final : private Host::JournalSink {
+// Counts what has been said, or done, on the device.
+class Watch final : private Host::JournalSink {
 public:
-    BindWatch() { Host::Journal::GetInstance().AddSink(this); }
-    ~BindWatch() override { Host::Journal::GetInstance().RemoveSink(this); }
-    BindWatch(const BindWatch&) = delete;
-    BindWatch& operator=(const BindWatch&) = delete;
+    using Question = std::function<bool(const Host::JournalEntry&)>;
 
-    bool HasBound() const { return hasBound_; }
+    explicit Watch(Question question) : question_(std::move(question)) { Host::Journal::GetInstance().AddSink(this); }
+    ~Watch() override { Host::Journal::GetInstance().RemoveSink(this); }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    int Count() const { return count_; }
 
 private:
-    void OnEntry(const Host::JournalEntry& entry) override {
-        if (std::holds_alternative<Host::BindEntry>(entry.fact)) {
-            hasBound_ = true;
-        }
-    }
+    void OnEntry(const Host::JournalEntry& entry) override { count_ += question_(entry) ? 1 : 0; }
 
-    std::atomic<bool> hasBound_{false};
+    const Question question_;
+    std::atomic<int> count_{0};
 };
 
 Contender::Data MakeEvent(uint32_t resType, int64_t value, json payload) {
@@ -76,11 +76,11 @@ void Fail(const std::string& message) {
 
 std::vector<RunningPlugin::Case> RunningPlugin::Cases() {
     const json whole = {{"uid", "20010034"}, {"pid", "3121"}, {"bundleName", "com.example.mail"}};
-    return {{"ignored type", MakeEvent(IGNORED, 0, whole)},
-            {"para error",
-             MakeEvent(ABILITY_START, 1, {{"uid", "20010034"}, {"pid", "3121"}, {"name", "com.example.mail"}})},
-            {"user input", MakeEvent(USER_INPUT, 1, whole)},
-            {"page push", PageStart("pages/detail/Item")}};
+    const json nameless = {{"uid", "20010034"}, {"pid", "3121"}, {"name", "com.example.mail"}};
+    return {{"ignored type", MakeEvent(IGNORED, 0, whole), "ProcessResTypeEvent resType:10011"},
+            {"para error", MakeEvent(ABILITY_START, 1, nameless), "para error."},
+            {"user input", MakeEvent(USER_INPUT, 1, whole), "update lastInputTime_"},
+            {"page push", PageStart("pages/detail/Item"), "pages.detail.Item, isTopNScene: 0"}};
 }
 
 std::unique_ptr<Host::VirtualDevice> StartDevice() {
@@ -119,13 +119,13 @@ void HandledMark::OnEntry(const Host::JournalEntry& entry) {
 
 RunningPlugin::RunningPlugin(const std::string& path) : device_(StartDevice()) {
     // Once there is a set, the first page that is opened takes the only place in it.
-    BindWatch bind;
+    const Watch binds([](const auto& entry) { return std::holds_alternative<Host::BindEntry>(entry.fact); });
     std::string error;
     plugin_ = Host::PluginLibrary::Open(path, error);
     if (plugin_ == nullptr || !plugin_->Init()) {
         Fail("the plugin does not start: " + error);
     }
-    while (!bind.HasBound()) {
+    while (binds.Count() == 0) {
         Dispatch(PageStart("pages/Index"));
         WaitUntilHandled();
     }
@@ -133,6 +133,22 @@ RunningPlugin::RunningPlugin(const std::string& path) : device_(StartDevice()) {
 
 RunningPlugin::~RunningPlugin() {
     plugin_->Disable();
+}
+
+void RunningPlugin::CheckCases() {
+    for (const Case& one : Cases()) {
+        const Watch said([&one](const auto& entry) {
+            const auto* log = std::get_if<Host::LogEntry>(&entry.fact);
+            return log != nullptr && log->text.find(one.line) != std::string::npos;
+        });
+        logThreshold = static_cast<int32_t>(LogLevel::DEBUG);
+        Dispatch(one.data);
+        WaitUntilHandled();
+        logThreshold = static_cast<int32_t>(LogLevel::FATAL);
+        if (said.Count() == 0) {
+            Fail(std::string("the plugin does not take it for what it is: ") + one.name);
+        }
+    }
 }
 
 void RunningPlugin::WaitUntilHandled() {

@@ -46,15 +46,19 @@ private:
 // what the plugin does for its pages is to count them. On threads.
 class RunningPlugin final : public Contender {
 public:
-    // What each kind of event looks like: a name, the event.
+    // A kind of event: its name, the event, and what the plugin's log says of it.
     struct Case {
         const char* name;
         Data data;
+        const char* line;
     };
     static std::vector<Case> Cases();
 
     explicit RunningPlugin(const std::string& path);
     ~RunningPlugin() override;
+
+    // Ends the process unless each event is taken for what its name says.
+    void CheckCases();
 
     void Dispatch(const Data& data) override { plugin_->Dispatch(data); }
     void WaitUntilHandled() override;

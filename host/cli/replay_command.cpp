@@ -154,6 +154,11 @@ ExitCode ReplayCommand::Run() {
     if (journal.IsStandardOutput() && json.IsStandardOutput()) {
         return Fail(EXIT_BAD_INPUT, "iosched-host: --journal and --json cannot both go to standard output");
     }
+    // The scenario is read while it is replayed.
+    std::error_code ignored;
+    if (!journalFile_.empty() && std::filesystem::equivalent(scenarioFile_, journalFile_, ignored)) {
+        return Fail(EXIT_BAD_INPUT, journalFile_ + ": the scenario cannot be its own journal");
+    }
     if (!json.Prepare()) {
         return Fail(EXIT_BAD_INPUT, FileError(jsonFile_).Text());
     }

@@ -6,7 +6,8 @@ namespace ZYRA::Host {
 
 // Keeps the calling thread, and the threads that it starts, on one processor for as long as this object lives. For
 // threads that wait for each other all the time: to wake one on another processor costs more than what it then does.
-// None of them cuts another one short.
+// None of them cuts another one short. The processor is the one on which the caller runs now; child processes stay on
+// it as well.
 class OneProcessor {
 public:
     OneProcessor();

@@ -58,6 +58,7 @@ std::unique_ptr<ScenarioFile> ScenarioFile::Open(const std::string& path, InputE
     }
     std::unique_ptr<ScenarioFile> scenario(new ScenarioFile(path, std::move(file)));
     try {
+        scenario->checkedState_ = scenario->StateNow();
         scenario->Check();
     } catch (const InputFailure& failure) {
         error = failure.error;
@@ -87,6 +88,20 @@ void ScenarioFile::Fail() const {
     throw InputFailure{{path_, 0, std::strerror(errno)}};
 }
 
+ScenarioFile::State ScenarioFile::StateNow() const {
+    struct stat status = {};
+    if (fstat(file_.Get(), &status) != 0) {
+        Fail();
+    }
+    return {status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+void ScenarioFile::CheckUnchanged() const {
+    if (StateNow() != checkedState_) {
+        throw InputFailure{{path_, 0, "has changed while it was replayed"}};
+    }
+}
+
 void ScenarioFile::Rewind() {
     if (lseek(file_.Get(), 0, SEEK_SET) != 0) {
         Fail();
@@ -102,7 +117,12 @@ std::optional<std::string_view> ScenarioFile::NextLine() {
         text_.erase(0, at_);
         at_ = 0;
         const size_t before = text_.size();
-        if (!ReadPiece(file_.Get(), text_)) {
+        const bool isMore = ReadPiece(file_.Get(), text_);
+        if (isMore || errno == 0) {
+            CheckUnchanged();
+            errno = 0;
+        }
+        if (!isMore) {
             break;
         }
         end = text_.find('\n', before);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -39,11 +40,17 @@ private:
     // The next line that is a step, be it one that describes the device at the start. Throws InputFailure.
     std::optional<ScenarioStep> NextStep();
     void Check();
+    // What a write to the file changes: its size and the time of its last change.
+    using State = std::array<int64_t, 3>;
+    State StateNow() const;
+    // Throws InputFailure.
+    void CheckUnchanged() const;
     // That the file as a whole is wrong, for the reason that errno has.
     [[noreturn]] void Fail() const;
 
     const std::string path_;
     UniqueFd file_;
+    State checkedState_{};
     std::vector<DeviceStep> startDevice_;
     uint64_t checkedSteps_ = 0;
 

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -135,19 +137,18 @@ TEST(ScenarioTest, AFileIsReadAgainWhileItIsReplayed) {
     writer.join();
     close(ends[0]);
 
-    const std::pair<std::string, std::string> changed[] = {
-        {text + "\n{\"dump\": []}\n", path + ": has changed while it was replayed"},
-        {text.substr(0, text.rfind('{')), path + ": has changed while it was replayed"},
-        {text + "?", path + ":6002: syntax error"},
-    };
-    for (const auto& [content, what] : changed) {
+    std::string otherDevice = text;
+    otherDevice.replace(otherDevice.find("64"), 2, "32");
+    for (const std::string& content : {text + "\n{\"dump\": []}\n", text.substr(0, text.rfind('{')), otherDevice}) {
         write(text);
+        // Within one tick of the clock a second change leaves no trace.
+        std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
         const auto file = ScenarioFile::Open(path, error);
         write(content);
         error = {};
         while (file->Next(error)) {
         }
-        EXPECT_TRUE(error.Text().starts_with(what)) << error.Text();
+        EXPECT_EQ(error.Text(), path + ": has changed while it was replayed");
     }
 }
 

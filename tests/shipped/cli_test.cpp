@@ -45,6 +45,7 @@ TEST_F(CliTest, BadInputEndsWithItsPlaceAndStatus2) {
         {"replay " + good + " --plugin " + (folder_ / "missing.so").string(), "missing.so: "},
         {"replay " + good + " --plugin " + good, "good.jsonl: "},
         {"replay " + good + " --log-level LOUD", "LOUD"},
+        {"replay " + good + " --journal " + good, "good.jsonl: the scenario cannot be its own journal"},
         {"replay", "SCENARIO"},
         {"generate --days 0 --apps 5", "--days"},
         {"generate --days 3661 --apps 5", "--days"},
