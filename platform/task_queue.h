@@ -29,8 +29,8 @@ private:
 // microseconds after its submission and not before.
 // Threads: every operation may be called from any thread and from the queue's own tasks, with any lock held, except
 // where REQUIRES says otherwise.
-// Tasks must not throw. A task's closure is destroyed as soon as it has run or has been cancelled or discarded, never
-// under a lock of the queue.
+// Tasks must not throw. A task's closure is destroyed as soon as it has run or has been cancelled, or has been
+// discarded and no task runs, never under a lock of the queue.
 class PLATFORM_API TaskQueue {
 public:
     // Quality of service: 0 is the lowest, 5 the highest. How it maps to scheduling classes is the runtime's business.

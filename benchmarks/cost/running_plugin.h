@@ -43,7 +43,7 @@ private:
 };
 
 // The shipped plugin, enabled, on the default device, whose one application has a page that is in no set of top scenes:
-// what the plugin does for its pages is to count them. On threads.
+// what the plugin does for its pages is to count them. On threads; no time-out is pending.
 class RunningPlugin final : public Contender {
 public:
     // A kind of event: its name, the event, and what the plugin's log says of it.

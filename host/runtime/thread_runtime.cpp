@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <deque>
+#include <iterator>
 #include <map>
 #include <system_error>
 #include <thread>
@@ -20,14 +22,16 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
+constexpr size_t CACHE_LINE = 64;
 constexpr size_t THREAD_NAME_MAX = 15;  // The kernel's limit, without the closing zero.
 
 // What a queue and its thread share; it outlives whichever of the two goes first.
-class Worker {
+class Worker : public std::enable_shared_from_this<Worker> {
 public:
     explicit Worker(std::string name, int32_t qos) : name_(std::move(name)), qos_(qos) {}
 
-    TaskHandle Submit(std::function<void()>& task, uint64_t delayUs) EXCLUDES(mutex_);
+    void Submit(std::function<void()>& task, uint64_t delayUs) EXCLUDES(mutex_);
+    TaskHandle SubmitWithHandle(std::function<void()>& task, uint64_t delayUs) EXCLUDES(mutex_);
     bool Cancel(const TaskHandle& handle) EXCLUDES(mutex_);
     void Run() EXCLUDES(mutex_);
 
@@ -38,17 +42,25 @@ public:
     bool HasEnded() EXCLUDES(mutex_);
 
 private:
-    struct Entry {
-        SteadyClock::time_point due;  // The beginning of time when no task was delayed then.
-        uint64_t sequence;
-        std::function<void()> task;  // Empty once it has been cancelled.
-    };
-    using DelayedKey = std::pair<SteadyClock::time_point, uint64_t>;
+    // Due time, then order of submission.
+    using Key = std::pair<SteadyClock::time_point, uint64_t>;
 
-    bool TakeDueWLocked(std::function<void()>& task) REQUIRES(mutex_);
-    void SkipCancelledWLocked() REQUIRES(mutex_);
+    struct Entry {
+        Key key;  // The beginning of time when nothing else was timed then.
+        std::function<void()> task;
+    };
+
+    TaskHandle AddTimedWLocked(std::function<void()>& task, uint64_t delayUs) REQUIRES(mutex_);
+    // What is to be waked once the lock has been released, for which the thread would only wait. It is held: the task
+    // may be done by then, and the queue be gone.
+    std::shared_ptr<Worker> SleeperWLocked() REQUIRES(mutex_);
+    static void Wake(const std::shared_ptr<Worker>& sleeper);
+    // Takes what is to run next, as much as can run without another look at the queue. Returns false when nothing is
+    // due.
+    bool TakeDueWLocked(std::deque<Entry>& batch) REQUIRES(mutex_);
     // Until something is due or has been submitted, or for no reason.
     void SleepWLocked() REQUIRES(mutex_);
+    void RunBatch(std::deque<Entry>& batch) const EXCLUDES(mutex_);
 
     const std::string name_;
     const int32_t qos_;
@@ -57,81 +69,108 @@ private:
     ConditionVariable wake_;
     ConditionVariable idle_;
     uint64_t lastSequence_ GUARDED_BY(mutex_) = 0;
-    // Tasks without a delay, in the order of submission and so of running.
-    std::deque<Entry> immediate_ GUARDED_BY(mutex_);
-    std::map<DelayedKey, std::function<void()>> delayed_ GUARDED_BY(mutex_);
-    std::map<uint64_t, SteadyClock::time_point> delayedDue_ GUARDED_BY(mutex_);
+    // What came without a delay and cannot be cancelled, in the order of submission and so of running.
+    std::deque<Entry> plain_ GUARDED_BY(mutex_);
+    // The others.
+    std::map<Key, std::function<void()>> timed_ GUARDED_BY(mutex_);
+    std::map<uint64_t, SteadyClock::time_point> timedDue_ GUARDED_BY(mutex_);
     bool sleeping_ GUARDED_BY(mutex_) = false;  // Until somebody has waked the thread.
-    bool closed_ GUARDED_BY(mutex_) = false;
-    bool running_ GUARDED_BY(mutex_) = false;
+    bool running_ GUARDED_BY(mutex_) = false;   // What has been taken.
     bool ended_ GUARDED_BY(mutex_) = false;
+    // Written under the mutex. The thread looks at it before each task: what a submission changes is elsewhere.
+    alignas(CACHE_LINE) std::atomic<bool> closed_{false};
 };
 
-TaskHandle Worker::Submit(std::function<void()>& task, uint64_t delayUs) {
-    MutexLock lock(mutex_);
-    if (closed_) {
-        return TaskHandle();
+void Worker::Submit(std::function<void()>& task, uint64_t delayUs) {
+    std::shared_ptr<Worker> sleeper;
+    {
+        MutexLock lock(mutex_);
+        if (closed_) {
+            return;
+        }
+        if (delayUs != 0) {
+            AddTimedWLocked(task, delayUs);
+        } else {
+            // Where nothing is timed, whatever will be is due later.
+            const auto due = timed_.empty() ? SteadyClock::time_point() : SteadyClock::now();
+            plain_.push_back({Key(due, ++lastSequence_), std::move(task)});
+        }
+        sleeper = SleeperWLocked();
     }
+    Wake(sleeper);
+}
+
+TaskHandle Worker::SubmitWithHandle(std::function<void()>& task, uint64_t delayUs) {
+    TaskHandle handle;
+    std::shared_ptr<Worker> sleeper;
+    {
+        MutexLock lock(mutex_);
+        if (closed_) {
+            return handle;
+        }
+        handle = AddTimedWLocked(task, delayUs);
+        sleeper = SleeperWLocked();
+    }
+    Wake(sleeper);
+    return handle;
+}
+
+TaskHandle Worker::AddTimedWLocked(std::function<void()>& task, uint64_t delayUs) {
     const uint64_t sequence = ++lastSequence_;
-    if (delayUs == 0) {
-        // Where nothing is delayed, whatever will be is due later.
-        const auto due = delayed_.empty() ? SteadyClock::time_point() : SteadyClock::now();
-        immediate_.push_back({due, sequence, std::move(task)});
-    } else {
-        const auto due = SteadyClock::now() + std::chrono::microseconds(std::min(delayUs, LONGEST_DELAY_US));
-        delayed_.emplace(DelayedKey(due, sequence), std::move(task));
-        delayedDue_.emplace(sequence, due);
-    }
-    if (std::exchange(sleeping_, false)) {
-        wake_.NotifyOne();
-    }
+    const auto due = SteadyClock::now() + std::chrono::microseconds(std::min(delayUs, LONGEST_DELAY_US));
+    timed_.emplace(Key(due, sequence), std::move(task));
+    timedDue_.emplace(sequence, due);
     return TaskHandle(sequence);
+}
+
+std::shared_ptr<Worker> Worker::SleeperWLocked() {
+    return std::exchange(sleeping_, false) ? shared_from_this() : nullptr;
+}
+
+void Worker::Wake(const std::shared_ptr<Worker>& sleeper) {
+    if (sleeper != nullptr) {
+        sleeper->wake_.NotifyOne();
+    }
 }
 
 bool Worker::Cancel(const TaskHandle& handle) {
     std::function<void()> cancelled;  // Destroyed after the lock is released.
     MutexLock lock(mutex_);
-    const auto due = delayedDue_.find(handle.Id());
-    if (due != delayedDue_.end()) {
-        const auto entry = delayed_.find(DelayedKey(due->second, handle.Id()));
-        cancelled = std::move(entry->second);
-        delayed_.erase(entry);
-        delayedDue_.erase(due);
-        return true;
-    }
-    const auto entry = std::lower_bound(immediate_.begin(), immediate_.end(), handle.Id(),
-                                        [](const Entry& e, uint64_t sequence) { return e.sequence < sequence; });
-    if (entry == immediate_.end() || entry->sequence != handle.Id() || entry->task == nullptr) {
+    const auto due = timedDue_.find(handle.Id());
+    if (due == timedDue_.end()) {
         return false;
     }
-    cancelled.swap(entry->task);
+    const auto entry = timed_.find(Key(due->second, handle.Id()));
+    cancelled = std::move(entry->second);
+    timed_.erase(entry);
+    timedDue_.erase(due);
     return true;
 }
 
-void Worker::SkipCancelledWLocked() {
-    while (!immediate_.empty() && immediate_.front().task == nullptr) {
-        immediate_.pop_front();
+bool Worker::TakeDueWLocked(std::deque<Entry>& batch) {
+    if (timed_.empty()) {
+        batch.swap(plain_);
+        return !batch.empty();
     }
-}
-
-bool Worker::TakeDueWLocked(std::function<void()>& task) {
-    SkipCancelledWLocked();
-    if (!delayed_.empty()) {
-        const auto first = delayed_.begin();
-        const bool isBeforeImmediate =
-            immediate_.empty() || first->first < DelayedKey(immediate_.front().due, immediate_.front().sequence);
-        if (isBeforeImmediate && first->first.first <= SteadyClock::now()) {
-            task = std::move(first->second);
-            delayedDue_.erase(first->first.second);
-            delayed_.erase(first);
-            return true;
+    const auto first = timed_.begin();
+    if (plain_.empty() || first->first < plain_.front().key) {
+        if (first->first.first > SteadyClock::now()) {
+            return false;
         }
+        batch.push_back({first->first, std::move(first->second)});
+        timedDue_.erase(first->first.second);
+        timed_.erase(first);
+        return true;
     }
-    if (immediate_.empty()) {
-        return false;
+    // What is submitted from now on is due later than what is there without a delay.
+    if (plain_.back().key < first->first) {
+        batch.swap(plain_);
+        return true;
     }
-    task = std::move(immediate_.front().task);
-    immediate_.pop_front();
+    const auto end =
+        std::find_if(plain_.begin(), plain_.end(), [&first](const Entry& entry) { return first->first < entry.key; });
+    std::move(plain_.begin(), end, std::back_inserter(batch));
+    plain_.erase(plain_.begin(), end);
     return true;
 }
 
@@ -141,16 +180,22 @@ void Worker::Run() {
     constexpr int32_t HIGHEST_QOS = 5;
     setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), HIGHEST_QOS - qos_);
 
-    std::function<void()> task;
+    std::deque<Entry> batch;
+    bool looksAgain = false;
     mutex_.lock();
     while (!closed_) {
-        if (TakeDueWLocked(task)) {
+        if (TakeDueWLocked(batch)) {
             running_ = true;
             mutex_.unlock();
-            task();
-            task = nullptr;
+            RunBatch(batch);
             mutex_.lock();
             running_ = false;
+            looksAgain = true;
+        } else if (std::exchange(looksAgain, false)) {
+            // Events come in rows, and to be waked costs whoever sends the next one more than this.
+            mutex_.unlock();
+            std::this_thread::yield();
+            mutex_.lock();
         } else {
             SleepWLocked();
         }
@@ -160,25 +205,37 @@ void Worker::Run() {
     mutex_.unlock();
 }
 
+// The rest of it is discarded once the queue is closed.
+void Worker::RunBatch(std::deque<Entry>& batch) const {
+    for (Entry& entry : batch) {
+        if (closed_.load(std::memory_order_acquire)) {
+            break;
+        }
+        entry.task();
+        entry.task = nullptr;
+    }
+    batch.clear();
+}
+
 void Worker::SleepWLocked() {
     sleeping_ = true;
-    if (delayed_.empty()) {
+    if (timed_.empty()) {
         wake_.Wait(mutex_);
     } else {
-        const auto due = delayed_.begin()->first.first;
+        const auto due = timed_.begin()->first.first;
         wake_.WaitUntil(mutex_, due);
     }
     sleeping_ = false;
 }
 
 void Worker::Discard() {
-    std::deque<Entry> immediate;
-    std::map<DelayedKey, std::function<void()>> delayed;
+    std::deque<Entry> plain;
+    std::map<Key, std::function<void()>> timed;
     MutexLock lock(mutex_);
-    closed_ = true;
-    immediate.swap(immediate_);
-    delayed.swap(delayed_);
-    delayedDue_.clear();
+    closed_.store(true, std::memory_order_release);
+    plain.swap(plain_);
+    timed.swap(timed_);
+    timedDue_.clear();
     wake_.NotifyOne();
 }
 
@@ -261,7 +318,7 @@ public:
     }
 
     TaskHandle SubmitWithHandle(std::function<void()> task, std::string_view /*name*/, uint64_t delayUs) override {
-        return worker_->Submit(task, delayUs);
+        return worker_->SubmitWithHandle(task, delayUs);
     }
 
     bool Cancel(const TaskHandle& handle) override { return worker_->Cancel(handle); }
