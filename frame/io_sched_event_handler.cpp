@@ -92,14 +92,16 @@ bool IOSchedEventHandler::CheckCreated(const char* operation) const {
 }
 
 void IOSchedEventHandler::ProcessResTypeEvent(uint32_t resType, int64_t value, const nlohmann::json& payload) {
+    ProcessResTypeEvent(resType, value, nlohmann::json(payload));
+}
+
+void IOSchedEventHandler::ProcessResTypeEvent(uint32_t resType, int64_t value, nlohmann::json&& payload) {
     if (!CheckCreated(__func__)) {
         return;
     }
     IOSCHED_LOGD("ProcessResTypeEvent resType:%{public}u, value:%{public}ld", resType, value);
-    // The copy is named anew: a captured reference to a const object would make a const member, and each move of the
-    // closure would copy the payload again.
     veloQueue_->Submit(
-        [this, resType, value, event = payload] {
+        [this, resType, value, event = std::move(payload)] {
             RunGuarded("ProcessResTypeEvent", [&] { RouteResTypeEvent(resType, value, event); });
         },
         "ProcessResTypeEvent", 0);

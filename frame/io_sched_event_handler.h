@@ -26,8 +26,9 @@ public:
     IOSchedEventHandler(const IOSchedEventHandler&) = delete;
     IOSchedEventHandler& operator=(const IOSchedEventHandler&) = delete;
 
-    // A resource event of the host. The payload is copied.
+    // A resource event of the host. The payload is copied, or moved where it is a copy already.
     void ProcessResTypeEvent(uint32_t resType, int64_t value, const nlohmann::json& payload);
+    void ProcessResTypeEvent(uint32_t resType, int64_t value, nlohmann::json&& payload);
     // The part of the routing that leads to IO limiting. Main queue only.
     void IoLimitEvent(uint32_t resType, int64_t value, const nlohmann::json& payload);
     // Asks the executor for the customised configuration when `value` is 0. Main queue only.

@@ -151,9 +151,11 @@ void IOSchedManager::DispatchResource(const std::shared_ptr<ResData>& data) {
     if (data == nullptr) {
         return;
     }
+    // Most of the work is this copy: other senders need not wait for it.
+    nlohmann::json payload = data->payload;
     MutexLock lock(mutex_);
     if (isInited) {
-        eventHandler_->ProcessResTypeEvent(data->resType, data->value, data->payload);
+        eventHandler_->ProcessResTypeEvent(data->resType, data->value, std::move(payload));
     }
 }
 
