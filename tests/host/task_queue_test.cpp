@@ -93,6 +93,24 @@ TYPED_TEST(TaskQueueTest, RunsInOrderOfDueTimeAndThenOfSubmission) {
     EXPECT_EQ(order, "abcde");
 }
 
+// Also where what waits is taken in one go. "b" becomes due after "a" was submitted and before "c" is.
+TYPED_TEST(TaskQueueTest, WhatHasBecomeDueComesBeforeWhatIsSubmittedThen) {
+    std::string order;
+    const auto append = [&order](char name) { return [&order, name] { order += name; }; };
+    this->queue_->Submit(
+        [&] {
+            this->queue_->SubmitWithHandle(append('b'), "b", 1000);
+            this->queue_->Submit(append('a'), "a", 0);
+            this->runner_.runtime.PassTime(3000);
+            this->queue_->Submit(append('c'), "c", 0);
+            this->queue_->SubmitWithHandle(append('d'), "d", 0);
+            this->queue_->Submit(append('e'), "e", 0);
+        },
+        "submits", 0);
+    this->RunAll();
+    EXPECT_EQ(order, "abcde");
+}
+
 TYPED_TEST(TaskQueueTest, CancelTellsWhetherTheTaskHadStarted) {
     bool cancelledRan = false;
     bool duringItself = true;
