@@ -127,10 +127,9 @@ EXPORTED void FillDatabase(int scenes) {
     for (int scene = 0; scene < scenes; ++scene) {
         const std::string number = std::to_string(scene);
         const std::string launches = std::to_string(1 + scene % 90);
-        Execute(database,
-                ("INSERT INTO top_scene_table VALUES(NULL,'com.example.application" + std::to_string(scene % 60) +
-                 "','EntryAbility.pages.detail.Item" + number + "'," + launches + "," + launches + ".5,0,0)")
-                    .c_str());
+        Execute(database, "INSERT INTO top_scene_table VALUES(NULL,'com.example.application" +
+                              std::to_string(scene % 60) + "','EntryAbility.pages.detail.Item" + number + "'," +
+                              launches + "," + launches + ".5,0,0)");
     }
     Execute(database, "COMMIT;");
     Check(database, sqlite3_close(database), SQLITE_OK);
