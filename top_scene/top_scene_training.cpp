@@ -125,23 +125,12 @@ std::shared_ptr<BundleMgr> TopSceneManager::GetBundleMgrProxy() {
 }
 
 void TopSceneManager::CalculateTopNScene(TrainContainer& container) {
-    // The scenes themselves stay in the order of the table, in which they are written back: in another one, a table
-    // that outgrows SQLite's cache would be read anew for nearly every row.
-    struct Ranked {
-        double decayLaunchedCount;
-        TopSceneRecord* scene;
-    };
-    std::vector<Ranked> ranking;
-    ranking.reserve(container.activeTopScenes.size());
-    for (TopSceneRecord& scene : container.activeTopScenes) {
-        ranking.push_back({scene.decayLaunchedCount, &scene});
-    }
-    std::sort(ranking.begin(), ranking.end(), [](const Ranked& left, const Ranked& right) {
-        return left.decayLaunchedCount > right.decayLaunchedCount;
-    });
+    std::sort(container.activeTopScenes.begin(), container.activeTopScenes.end(),
+              [](const TopSceneRecord& left, const TopSceneRecord& right) {
+                  return left.decayLaunchedCount > right.decayLaunchedCount;
+              });
     int32_t rank = 0;
-    for (const Ranked& ranked : ranking) {
-        TopSceneRecord& scene = *ranked.scene;
+    for (TopSceneRecord& scene : container.activeTopScenes) {
         if (rank < cacheTopNSceneNum_ && scene.launchedCount >= 1) {
             scene.isTopScene = true;
             container.topNScenes->insert(NameOf(scene));

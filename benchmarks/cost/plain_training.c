@@ -237,27 +237,16 @@ static void MarkDeletedScenes(sqlite3* db, const struct Installed* installed, st
     free(deleted);
 }
 
-struct Ranked {
-    double decayedCount;
-    struct TopScene* scene;
-};
-
 static int CompareDecayedCount(const void* left, const void* right) {
-    const double leftCount = ((const struct Ranked*)left)->decayedCount;
-    const double rightCount = ((const struct Ranked*)right)->decayedCount;
+    const double leftCount = ((const struct TopScene*)left)->decayedCount;
+    const double rightCount = ((const struct TopScene*)right)->decayedCount;
     return (leftCount < rightCount) - (leftCount > rightCount);
 }
 
-/* The scenes stay in the order of the table, which is the fastest one to write them back in. */
 static void Rank(struct TopScenes* active, size_t topN, struct Set* top, struct Set* decayed) {
-    struct Ranked* const ranking = Checked(malloc((active->count + 1) * sizeof(*ranking)));
+    qsort(active->scenes, active->count, sizeof(*active->scenes), CompareDecayedCount);
     for (size_t i = 0; i < active->count; ++i) {
-        ranking[i].decayedCount = active->scenes[i].decayedCount;
-        ranking[i].scene = &active->scenes[i];
-    }
-    qsort(ranking, active->count, sizeof(*ranking), CompareDecayedCount);
-    for (size_t i = 0; i < active->count; ++i) {
-        struct TopScene* const scene = ranking[i].scene;
+        struct TopScene* const scene = &active->scenes[i];
         if (top->count < topN && scene->launchedCount >= 1) {
             scene->isTop = 1;
             top->names = WithRoom(top->names, top->count, sizeof(*top->names));
@@ -268,7 +257,6 @@ static void Rank(struct TopScenes* active, size_t topN, struct Set* top, struct 
             decayed->names[decayed->count++] = scene->name;
         }
     }
-    free(ranking);
 }
 
 static void StoreTopScenes(sqlite3* db, const struct TopScenes* active) {
