@@ -11,7 +11,6 @@
 
 #include "benchmarks/cost/measure.h"
 #include "benchmarks/cost/running_plugin.h"
-#include "platform/file_util.h"
 
 namespace ZYRA::Bench {
 namespace {
@@ -100,26 +99,20 @@ void Run(RunningPlugin& plugin, int rounds, int events, const std::string& only)
 
 int main(int argc, char** argv) {
     using namespace ZYRA::Bench;
-    int rounds = 15;
     int events = 50000;
     std::string only;
-    std::string plugin = ZYRA::Host::PluginLibrary::DefaultPath();
     CLI::App app("What an event costs until it has been handled.");
-    app.add_option("--rounds", rounds)->check(CLI::Range(1, 1000));
+    const Options options(app, 15);
     app.add_option("--events", events, "For each round, and each sender")->check(CLI::Range(1, 10000000));
     std::vector<std::string> names;
     for (const auto& one : RunningPlugin::Cases()) {
         names.emplace_back(one.name);
     }
     app.add_option("--only", only, "One of the events, by its name in the table")->check(CLI::IsMember(names));
-    app.add_option("--plugin", plugin);
     CLI11_PARSE(app, argc, argv);
-    std::string path;
-    if (!ZYRA::PathToRealPath(plugin, path)) {
-        Fail("there is no " + plugin);
-    }
+    const std::string path = options.PluginPath();
     EnterSandboxOrExit();
     RunningPlugin running(path);
     running.CheckCases();
-    Run(running, rounds, events, only);
+    Run(running, options.Rounds(), events, only);
 }

@@ -11,7 +11,6 @@
 #include "benchmarks/cost/counted_new.h"
 #include "benchmarks/cost/measure.h"
 #include "benchmarks/cost/running_plugin.h"
-#include "platform/file_util.h"
 #include "platform/log.h"
 
 namespace ZYRA::Bench {
@@ -93,20 +92,14 @@ void PrintAllocations(const std::string& path, int events) {
 
 int main(int argc, char** argv) {
     using namespace ZYRA::Bench;
-    int rounds = 15;
-    std::string plugin = ZYRA::Host::PluginLibrary::DefaultPath();
     CLI::App app("What every event passes: allocations, and log lines that are off.");
-    app.add_option("--rounds", rounds)->check(CLI::Range(1, 1000));
-    app.add_option("--plugin", plugin);
+    const Options options(app, 15);
     CLI11_PARSE(app, argc, argv);
-    std::string path;
-    if (!ZYRA::PathToRealPath(plugin, path)) {
-        Fail("there is no " + plugin);
-    }
+    const std::string path = options.PluginPath();
     constexpr int64_t LINES = 20000000;
     constexpr int EVENTS = 1000;
     EnterSandboxOrExit();
     PrintAllocations(path, EVENTS);
     std::puts("");
-    PrintLogCost(rounds, LINES);
+    PrintLogCost(options.Rounds(), LINES);
 }

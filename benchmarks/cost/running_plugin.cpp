@@ -11,6 +11,7 @@
 
 #include "host/replay/device_model.h"
 #include "host/sandbox/sandbox.h"
+#include "platform/file_util.h"
 #include "platform/log.h"
 
 namespace ZYRA::Bench {
@@ -25,7 +26,7 @@ constexpr uint32_t ABILITY_START = 27;
 constexpr uint32_t CUST_CONFIG = 48;
 constexpr uint32_t IGNORED = 10011;
 
-// A set of one page that nobody opens.
+// With room for one page in the set.
 constexpr char DEVICE[] = R"({
     "bundles": {"com.example.mail": {"uid": 20010034}},
     "config": {"topScene": [{"properties": {"romsize": "128"}, "subItems": [{"name": "topN", "value": "1"}]}]}})";
@@ -60,6 +61,19 @@ Contender::Data PageStart(const char* pageUrl) {
 }
 
 }  // namespace
+
+Options::Options(CLI::App& app, int rounds) : rounds_(rounds) {
+    app.add_option("--rounds", rounds_)->check(CLI::Range(1, 1000));
+    app.add_option("--plugin", plugin_);
+}
+
+std::string Options::PluginPath() const {
+    std::string path;
+    if (!PathToRealPath(plugin_, path)) {
+        Fail("there is no " + plugin_);
+    }
+    return path;
+}
 
 void EnterSandboxOrExit() {
     constexpr int NO_SANDBOX = 77;

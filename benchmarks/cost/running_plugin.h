@@ -1,5 +1,6 @@
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <semaphore>
 #include <string>
@@ -11,6 +12,20 @@
 #include "host/runtime/journal.h"
 
 namespace ZYRA::Bench {
+
+// What every program here is told: how many rounds it measures, and which plugin.
+class Options {
+public:
+    Options(CLI::App& app, int rounds);
+
+    int Rounds() const { return rounds_; }
+    // The plugin's real path; ends the process where there is none.
+    std::string PluginPath() const;
+
+private:
+    int rounds_;
+    std::string plugin_ = Host::PluginLibrary::DefaultPath();
+};
 
 // Moves the process into the sandbox and turns the log off. Ends the process with a message, and the exit code 77,
 // where there is none. REQUIRES: no thread has been started.

@@ -1,4 +1,4 @@
-// What the runtime itself costs, next to the least that could do the same.
+// What a submission to a task queue costs, next to the least that could do the same.
 
 #include <benchmark/benchmark.h>
 
@@ -10,22 +10,11 @@
 #include <thread>
 
 #include "host/runtime/thread_runtime.h"
-#include "platform/log.h"
 
 namespace ZYRA::Host {
 namespace {
 
-constexpr LogLabel LABEL = {1, "BENCH"};
 constexpr int BATCH = 1000;
-
-void LogBelowTheThreshold(benchmark::State& state) {
-    int64_t value = 0;
-    for ([[maybe_unused]] auto _ : state) {
-        ZYRA_LOG(LogLevel::DEBUG, LABEL, "[%{public}s:]value %{public}ld", __func__, value);
-        benchmark::DoNotOptimize(++value);
-    }
-}
-BENCHMARK(LogBelowTheThreshold);
 
 // A bare queue: one deque under one mutex, emptied by one thread.
 class BareQueue {

@@ -22,7 +22,6 @@
 #include "benchmarks/cost/measure.h"
 #include "benchmarks/cost/running_plugin.h"
 #include "host/runtime/journal.h"
-#include "platform/file_util.h"
 #include "platform/log.h"
 
 namespace ZYRA::Bench {
@@ -197,21 +196,15 @@ void Measure(Table& table, const std::string& device, int scenes, int rounds, co
 
 int main(int argc, char** argv) {
     using namespace ZYRA::Bench;
-    int rounds = 31;
-    std::string plugin = ZYRA::Host::PluginLibrary::DefaultPath();
     std::string least = LEAST_LIBRARY;
     CLI::App app("What the plugin's start costs.");
-    app.add_option("--rounds", rounds)->check(CLI::Range(1, 1000));
-    app.add_option("--plugin", plugin);
+    const Options options(app, 31);
     CLI11_PARSE(app, argc, argv);
-    std::string path;
-    if (!ZYRA::PathToRealPath(plugin, path)) {
-        Fail("there is no " + plugin);
-    }
+    const std::string path = options.PluginPath();
     EnterSandboxOrExit();
     constexpr int KNOWN_SCENES = 1000;
     Table table({"start", "us", "least, us", "ratio"});
-    Measure(table, "new device", 0, rounds, path, least);
-    Measure(table, Grouped(KNOWN_SCENES) + " scenes", KNOWN_SCENES, rounds, path, least);
+    Measure(table, "new device", 0, options.Rounds(), path, least);
+    Measure(table, Grouped(KNOWN_SCENES) + " scenes", KNOWN_SCENES, options.Rounds(), path, least);
     table.Print();
 }
