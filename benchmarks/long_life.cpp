@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The shipped plugin through a made-up life of weeks or years in virtual time: what it holds at the end of each week,
 // of memory, descriptors, threads and files. Its memory is what operator new has given it; what SQLite takes is in the
 // heap of the process, which also holds the device.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # How a fuzz target is made; of use in the fuzz preset only, whose compiler brings libFuzzer.
 add_custom_target(fuzzers)
 

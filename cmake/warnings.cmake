@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Warnings are errors in every target of ours.
 add_library(project_warnings INTERFACE)
 target_compile_options(

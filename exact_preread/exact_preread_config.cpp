@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What exact preread takes from the host's configuration and from the size of the device.
 
 #include <algorithm>

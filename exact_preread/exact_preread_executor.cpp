@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "exact_preread/exact_preread_executor.h"
 
 #include "exact_preread/workingset_paths.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The way of a scene through its stages: from the start of its work to the time-outs that end it.
 
 #include "exact_preread/exact_preread.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which monitor serves the current scene.
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The monitors' control files and cgroups.
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics and failures of the prereads, from the kernel to the system events.
 
 #include <string_view>

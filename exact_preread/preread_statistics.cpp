@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "exact_preread/preread_statistics.h"
 
 #include <cstdlib>

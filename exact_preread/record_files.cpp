@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The scenes' record files, and what a monitor reports about the record of its scene.
 
 #include <dirent.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "frame/power_mgr_util.h"
 
 #include "exact_preread/exact_preread.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any text as a device model: it is refused with a line that it has, or patches the plain members of a model as an
 // implementation of RFC 7386 that is not ours would do it. Applied once more it changes nothing.
 

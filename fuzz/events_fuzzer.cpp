@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any text as lines of a scenario, of which those that are events count: whatever comes, the plugin tells the kernel
 // and the executor only what they understand, leaves nothing in the file system but its own, and a minute later serves
 // a cold start as if nothing had been before it.

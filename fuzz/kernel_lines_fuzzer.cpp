@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes as what a monitor reports of its record, and as the statistics of prereads: of each key the last line
 // counts and nothing else does, a number is exactly the text's or 0, and the average size is rounded down.
 

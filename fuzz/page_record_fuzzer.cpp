@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes as a page record, as they are and below the right checksum: they are refused with a reason, or are the one
 // text of a record whose files are told apart and whose ranges lie within them, no page twice.
 

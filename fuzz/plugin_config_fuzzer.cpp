@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any device model's configuration of the plugin: what the plugin makes of it stays in the documented ranges, switches
 // nothing off, and stays the same when it is loaded once more, or with words of no meaning and values that are none.
 

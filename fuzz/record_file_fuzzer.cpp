@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes as a record file: they count as no record, or as one whose file would have just these bytes but for zeros
 // before the number. Loading leaves the file as it is, and a record saved over any bytes is the one that is loaded
 // then.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any text as a scenario: either it is refused with a line that it has, and with the same one behind comments, or every
 // line is at most one step, the steps are in the order of their times, and all device patches can be applied.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any line written to a monitor: what is accepted has a scene, and a record path below the record directory
 // that makes up the rest of the line.
 

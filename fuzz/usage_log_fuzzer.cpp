@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any text as a log of how a device was used: either it is refused with a place, or each of its rows is taken or named
 // as bad, and those taken become a scenario that can be read, in which each has its place.
 

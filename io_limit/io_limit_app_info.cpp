@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which applications belong to the system, which processes run, and whose they are.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "io_limit/io_limit_handler.h"
 
 #include <optional>

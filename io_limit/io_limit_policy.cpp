@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Who is limited, for how long, and the requests that make it so.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 // Marks what the platform library exports. The plugin is built with hidden visibility; the classes that cross the

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Configures a CMake preset if that has not been done since the presets last changed, and builds it. Prints nothing
 # unless something fails; on a terminal, the one line of progress is shown.
 #

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Checks the dynamic symbols of the plugin: it exports its four entry points at the version node 1.0 and nothing else,
 # nothing keeps it mapped after dlclose (a unique symbol does, and so does the NODELETE flag), and whatever it needs is
 # found in the libraries that it names.

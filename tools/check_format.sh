@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Checks that every C and C++ file is laid out as .clang-format says.
 #
 # Usage: tools/check_format.sh           names each line that is not

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Checks that includes point one way: which folder may include which stands in the table below. Headers of ours are
 # included in quotes and by their path from the root. sqlite3.h is not included by headers.
 #

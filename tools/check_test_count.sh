@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Holds the last test run of each preset (build/PRESET/tests.xml) against tools/test_count.txt: a test that was
 # skipped, disabled or not run is a failure, and so are fewer tests than that file asks for.
 #

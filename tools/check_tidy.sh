@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Reads our .cpp files with clang, as many at a time as there are processors; what it finds is an error. The product is
 # read by clang-tidy (.clang-tidy says what it looks for), the tests by the compiler alone, without making code of them:
 # to tidy them takes as long as all the rest. Both report clang's own warnings, its analysis of locks among them. A .cpp

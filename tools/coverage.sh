@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs every test in a build that counts, and prints which share of the lines and branches of the plugin and of the host
 # has run, each apart, with the lines that have not. Branches that only an exception takes are not counted: nearly every
 # line has one, and nothing that can run out in a test would take them. Reports are kept in build/coverage/.

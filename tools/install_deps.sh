@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs the Debian packages that building, running and checking this project need, and only those that are missing:
 # when nothing is missing, nothing is run and nothing is printed.
 #

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs the tests of a preset that has been built, and prints how many ran. ctest's report is kept in
 # build/PRESET/tests.xml for tools/check_test_count.sh.
 #

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Prints the C and C++ files of the tree, one a line, relative to its root: those that git tracks, and new ones that it
 # does not ignore.
 #

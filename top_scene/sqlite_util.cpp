@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "top_scene/sqlite_util.h"
 
 #include <sqlite3.h>

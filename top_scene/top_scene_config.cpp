@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the learning takes from the host's configuration and from the size of the storage.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tables of the scene database: what is stored in them and asked of them.
 
 #include "top_scene/top_scene_database.h"

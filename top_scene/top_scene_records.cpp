@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "top_scene/top_scene_records.h"
 
 #include "top_scene/top_scene_schema.h"

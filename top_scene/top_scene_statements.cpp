@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the scene database runs statements: single ones, batches, and several in one transaction.
 
 #include <sqlite3.h>

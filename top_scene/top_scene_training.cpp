@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How counted launches become the set of top scenes.
 
 #include <algorithm>

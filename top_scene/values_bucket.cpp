@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "top_scene/values_bucket.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A cold start on the plugin's main queue, from the ability's start to the stop of its scene: the time of the processor
 // and the system calls of each step, next to a program that makes only the file operations.
 //

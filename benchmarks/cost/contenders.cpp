@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "benchmarks/cost/contenders.h"
 
 #include <boost/asio/executor_work_guard.hpp>

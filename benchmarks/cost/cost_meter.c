@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "benchmarks/cost/cost_meter.h"
 
 #include <malloc.h>

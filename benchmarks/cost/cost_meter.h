@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /* What a stretch of work costs. In C, so that a plain C program is measured in the very same way. */

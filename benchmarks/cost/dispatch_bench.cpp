@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an event costs from the plugin's OnDispatchResource until it has been handled, beside a bare queue and a strand:
 // each in turn, with the same events, in rounds.
 

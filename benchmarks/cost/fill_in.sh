@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Replaces one part of a text by what comes from standard input: everything between the lines
 #     <!-- measured: NAME -->
 #     <!-- end -->

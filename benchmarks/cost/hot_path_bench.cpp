@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every event passes: how many blocks of memory it takes until it has been handled, and what a log line costs
 // whose level is off.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The least library that starts as the plugin has to: it needs the same libraries, and runs the statements that open
 // the scene database and load it.
 

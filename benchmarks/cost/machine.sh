@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Prints one line about the machine and the build that are measured.
 set -euo pipefail
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* What a training does, in plain C: the same statements in the same transactions, and as little as possible between
    them.
 

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # How long a replay in virtual time takes an event, and what memory it needs, as the scenario grows tenfold: neither may
 # grow with it. Prints a Markdown table. Two kinds of scenario:
 #   persons' days   as `iosched-host generate` makes them: a fifth of the events bind a scene, and there are seven or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a submission to a task queue costs, next to the least that could do the same.
 
 #include <benchmark/benchmark.h>

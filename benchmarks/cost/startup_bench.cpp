@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the plugin's start costs: each round in a process of its own, on a device that has never run it or one that
 // knows a thousand scenes. Beside it the least that the same start takes: a library that does nothing but need the same
 // libraries, and the statements that open the scene database.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "benchmarks/cost/system_calls.h"
 
 #include <linux/perf_event.h>

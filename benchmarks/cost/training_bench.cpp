@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A training of the shipped plugin, and its load at the start, beside a plain C program that runs the same statements
 // (plain_training.c): time, memory, and what both leave in the database, which must be the same.
 //

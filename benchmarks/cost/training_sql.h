@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /* The tables of the scene database, and what a training asks of them, word for word as the plugin does. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keeps what of files is in the page cache, and reads it into it again: what is done for a start without knowing which
 // pages were demanded.
 

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Starts real programs cold, with the plugin and without, and prints tables and what was aimed at. As root; ./bench
 # launch installs and builds what it needs first. Everything takes half an hour or more: each program's starts
 #   --cold   with the disk's read-ahead at 128 KiB and as the machine has it, the preread beginning with the process and

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Tables of what benchmarks/launch/launch.sh has measured, and what of its aims was held.
 
 Usage: benchmarks/launch/launch_tables.py DIR

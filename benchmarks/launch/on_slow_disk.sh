@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs a command for which some files are on a slow disk: an image behind a loop device, of 100 MB and 4000 operations a
 # second for the command and what it starts. Only the command sees it: the copies are mounted over the files in a mount
 # namespace of its own. As root, where there is the blkio hierarchy of cgroup v1.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long a record takes to be loaded: it is read when its scene is bound, while somebody waits.
 
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Starts a program cold, warm, and cold with commands that read files ahead, in turn, and measures the waits as
 // iosched-host launch does.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "frame/common/io_sched_event_util.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "frame/common/payload_reader.h"
 
 namespace ZYRA::ResourceSchedule {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/kernel/call_thread.h"
 
 #include <pthread.h>

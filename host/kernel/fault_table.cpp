@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/kernel/fault_table.h"
 
 #include <fnmatch.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/kernel/modelled_pages.h"
 
 namespace ZYRA::Host {

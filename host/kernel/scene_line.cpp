@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/kernel/scene_line.h"
 
 #include "host/kernel/control_text.h"

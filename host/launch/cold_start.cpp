@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/launch/cold_start.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/launch/journal_watch.h"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/launch/program_output.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/machine/block_devices.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/machine/guardian_message.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/machine/machine_view.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/pages/page_events.h"
 
 #include <linux/perf_event.h>

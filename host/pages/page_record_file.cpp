@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/pages/page_record_file.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/replay/one_processor.h"
 
 namespace ZYRA::Host {

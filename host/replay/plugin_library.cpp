@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/replay/plugin_library.h"
 
 #include <dlfcn.h>

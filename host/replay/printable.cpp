@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/replay/printable.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/replay/published_sets.h"
 
 #include <sqlite3.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/report/limit_lines.h"
 
 #include "host/replay/plugin_line.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/sandbox/private_namespace.h"
 
 #include <fcntl.h>

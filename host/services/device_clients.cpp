@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/services/device_state.h"
 #include "platform/ability_manager_client.h"
 #include "platform/battery_client.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/runtime/journal.h"
 #include "host/services/device_state.h"
 #include "platform/plugin.h"

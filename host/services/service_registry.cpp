@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "platform/service_registry.h"
 
 #include "host/services/device_state.h"

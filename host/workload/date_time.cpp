@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/workload/date_time.h"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/workload/scenario_text.h"
 
 #include "host/replay/printable.h"

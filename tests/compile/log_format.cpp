@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compiled once for each CASE: case 0 must compile, every other one must not.
 #include <cstdint>
 #include <string>

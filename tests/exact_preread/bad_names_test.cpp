@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names that try to lead out of the record directory, and links laid in it: whatever is asked for, nothing outside is
 // made, changed or removed.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration shows in what is logged about it.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The controller behind the manager: what an event does depends on the events before it, on the virtual clock.
 
 #include "exact_preread/exact_preread.h"

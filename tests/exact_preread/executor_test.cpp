@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The executor against the kernel's files: what it writes in which state, and what is left when a file fails.
 
 #include "exact_preread/exact_preread_executor.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every operation on a file of the facility goes wrong once: those of a start, a page, a forced stop, a shutdown, a
 // dump, and of a scene that is forgotten.
 

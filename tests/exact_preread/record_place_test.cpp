@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where records may be made, changed and removed, and why not elsewhere.
 
 #include "exact_preread/record_place.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "exact_preread/work_state_info.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "frame/common/common_util.h"
 
 #include <gtest/gtest.h>

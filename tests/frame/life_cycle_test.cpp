@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The manager's life cycle with tasks held at the points that matter: what used to be a dead-lock or a use after free
 // would hang or trip a sanitizer here.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The manager on a virtual device: what reaches which feature, the hook on the shutdown, and the dump.
 
 #include "frame/common/io_sched_event_callback.h"

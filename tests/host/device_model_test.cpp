@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Device documents: what a good one means, and where and how a bad one is refused.
 
 #include "host/replay/device_model.h"

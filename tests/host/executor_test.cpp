@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The executor's two requests on the limit files, and how far they reach.
 
 #include <fcntl.h>

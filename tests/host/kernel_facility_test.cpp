@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The facility's files through real system calls, inside the sandbox.
 
 #include "host/kernel/kernel_facility.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The pieces of which a measured start is made, with real processes; what is told of made-up starts.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is told of the learning, from log lines written by hand, and the sets that it is compared with.
 
 #include "host/report/learning_summary.h"

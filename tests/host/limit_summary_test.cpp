@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Who was limited and why not the others, from facts written by hand.
 
 #include "host/report/limit_summary.h"

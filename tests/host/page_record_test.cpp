@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Page sets against a naive model, the text of a record and its damage, what became of recorded files, and records put
 // in the place of others.
 

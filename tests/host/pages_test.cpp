@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which pages of real files a real process touches, how they are recorded, and what is preread of them. The disks'
 // read-ahead is changed meanwhile.
 

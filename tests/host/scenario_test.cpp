@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Scenario lines: how they are read, and where and how a bad one is refused.
 
 #include "host/replay/scenario.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is told of a run, from facts written by hand.
 
 #include "host/report/summary.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "host/kernel/workingset_model.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // IO limiting beside what the scenarios show: its switch, what outlives a Deinit, and a lift that is overtaken.
 
 #include "io_limit/io_limit.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random lives of five users' processes: after each start and each slide every process is in the group in which a naive
 // model has it.
 

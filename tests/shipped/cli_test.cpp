@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command line as people meet it: what is refused, with which text and which exit status.
 
 #include <gtest/gtest.h>

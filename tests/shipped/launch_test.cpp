@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole launches of small programs through the shipped host. They drop the machine's caches, turn off its read-ahead
 // and make control groups meanwhile.
 

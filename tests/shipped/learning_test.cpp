@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is learned stays: the database of the shipped plugin from one run of the shipped host to the next.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Replays every committed scenario with the shipped library and compares the journal with the expected one. The number
 // of the source line in a log text is taken out, so that a journal does not change with the code's layout. Run with
 // UPDATE_JOURNALS=1 to write the expected journals anew, and read the difference before it is committed.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The shipped library under fire: events, good and bad, from several host threads while others enable and disable it,
 // dump and shut down; then unloading, which must leave nothing behind. The sanitizers' presets run the same.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The main of every test program: the tests run inside the sandbox, so that the plugin's absolute paths are the virtual
 // device's and nothing of the machine is touched.
 

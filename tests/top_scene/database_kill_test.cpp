@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // All work that writes into the scene database, when its process is killed or the power is cut.
 
 #include <sqlite3.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The ranking on random tables, by way of the trainings and the starts that use it, against what can be said of it
 // without sorting: how many are in, that no scene outside counts for more than one inside, and who left.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/top_scene/raw_database.h"
 
 #include <sqlite3.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values, rows, the connection and its statements, on a real file.
 
 #include <gtest/gtest.h>

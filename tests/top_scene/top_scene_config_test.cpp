@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the learning takes from the configuration, as far as it says so in its log. Every row needs an instance of its
 // own, since a configuration changes what the one before has left.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The scene database when something refuses to work.
 
 #include <gtest/gtest.h>

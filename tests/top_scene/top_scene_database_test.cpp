@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The scene database on a real file: its tables, its texts and what its operations do.
 
 #include "top_scene/top_scene_database.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The learning with its tasks run by the test: what it counts, when it trains, and what a training does.
 
 #include "tests/top_scene/learning_test.h"

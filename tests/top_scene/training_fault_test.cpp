@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A training whose every call to the file system fails once, or fails from then on.
 
 #include "tests/top_scene/training_points_test.h"

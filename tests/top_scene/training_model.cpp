@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tests/top_scene/training_model.h"
 
 #include <sqlite3.h>

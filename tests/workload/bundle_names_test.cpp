@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What applications of a log are called on the device.
 
 #include "host/workload/bundle_names.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // CSV as people's programs write it.
 
 #include "host/workload/csv_reader.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Times and durations as logs write them.
 
 #include "host/workload/date_time.h"

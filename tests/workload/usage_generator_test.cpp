@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Scenarios that are made up: the same for the same seed, and what somebody may do.
 
 #include "host/workload/usage_generator.h"

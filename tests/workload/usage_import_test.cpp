@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the rows of a log become.
 
 #include "host/workload/usage_import.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Logs of how a device was used: which rows are taken, and what is said of the others.
 
 #include "host/workload/usage_log.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A scenario with its device model appears as a whole or not at all.
 
 #include "host/workload/workload_files.h"
