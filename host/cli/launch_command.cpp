@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "host/cli/help.h"
+#include "host/cli/replay_inputs.h"
 #include "host/cli/wanted_file.h"
 #include "host/launch/launch_json.h"
 #include "host/launch/launch_machine.h"
@@ -17,11 +18,9 @@
 #include "host/launch/launch_table.h"
 #include "host/launch/progress_line.h"
 #include "host/replay/journal_writer.h"
-#include "host/replay/plugin_library.h"
 #include "host/replay/printable.h"
 #include "host/replay/sink_registration.h"
 #include "host/sandbox/sandbox.h"
-#include "platform/file_util.h"
 
 namespace ZYRA::Host {
 
@@ -90,9 +89,9 @@ ExitCode LaunchCommand::Run() {
     plan.readers = background_;
     plan.limits = !isUnlimited_;
     plan.mode = recordMode_ == "exact" ? CollectionMode::EXACT : CollectionMode::PASSIVE;
-    const std::string pluginFile = pluginFile_.empty() ? PluginLibrary::DefaultPath() : pluginFile_;
-    if (!PathToRealPath(pluginFile, plan.pluginPath)) {
-        return Fail(EXIT_BAD_INPUT, FileError(pluginFile).Text());
+    InputError pluginError;
+    if (!FindPlugin(pluginFile_, plan.pluginPath, pluginError)) {
+        return Fail(EXIT_BAD_INPUT, pluginError.Text());
     }
     SandboxConfig sandbox{ROM_BYTES, ""};
     if (!dataFolder_.empty() && !FolderToRealPath(dataFolder_, sandbox.dataDir)) {

@@ -10,26 +10,20 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <optional>
+#include <vector>
 
 #include "host/cli/help.h"
 #include "host/cli/wanted_file.h"
-#include "host/replay/device_model.h"
 #include "host/replay/journal_writer.h"
 #include "host/replay/log_level_filter.h"
-#include "host/replay/output_file.h"
-#include "host/replay/plugin_library.h"
 #include "host/replay/replay.h"
 #include "host/replay/scenario_file.h"
-#include "host/replay/sink_registration.h"
 #include "host/report/findings.h"
+#include "host/report/noted_replay.h"
 #include "host/report/summary_json.h"
 #include "host/report/summary_text.h"
-#include "host/runtime/journal.h"
 #include "host/runtime/log_sink.h"
-#include "host/sandbox/sandbox.h"
-#include "platform/file_util.h"
 #include "platform/log.h"
 
 namespace ZYRA::Host {
@@ -42,25 +36,11 @@ constexpr char EXAMPLES[] =
     "  iosched-host replay cold_start.jsonl --device small.json --journal -  the journal on standard output\n"
     "  iosched-host replay day.jsonl --data state/ --log-level DEBUG         keep /data for the next run\n";
 
-constexpr int64_t LONGEST_SETTLE_MS = 1000000000000;
-constexpr int64_t US_PER_MS = 1000;
-constexpr uint64_t BYTES_PER_GB = uint64_t{1} << 30;
-
 const std::map<std::string, LogLevel> LOG_LEVELS = {{"DEBUG", LogLevel::DEBUG},
                                                     {"INFO", LogLevel::INFO},
                                                     {"WARN", LogLevel::WARN},
                                                     {"ERROR", LogLevel::ERROR},
                                                     {"FATAL", LogLevel::FATAL}};
-
-// The device document of a scenario: the one that the user names, else the one beside it, else none.
-std::string DeviceFileOf(const std::string& scenarioFile, const std::string& named) {
-    if (!named.empty()) {
-        return named;
-    }
-    const auto beside = std::filesystem::path(scenarioFile).replace_extension(".device.json");
-    std::error_code ignored;
-    return std::filesystem::exists(beside, ignored) ? beside.string() : "";
-}
 
 ExitCode ExitCodeOf(ReplayOutcome outcome) {
     switch (outcome) {
@@ -74,25 +54,6 @@ ExitCode ExitCodeOf(ReplayOutcome outcome) {
             return EXIT_NO_SANDBOX;
     }
     return EXIT_RUN_FAILED;
-}
-
-// Plays the scenario and notes what happens, log lines from `lowest` on, in the journal's file (null is none) too.
-void PlayAndNote(const DeviceModel& model, ScenarioFile& scenario, const ReplayOptions& options, LogLevel lowest,
-                 OutputFile* journalFile, Findings& findings) {
-    // What is told of the learning and of the limits is told from lines of the lowest level.
-    logThreshold.store(static_cast<int32_t>(LogLevel::DEBUG), std::memory_order_relaxed);
-    std::optional<JournalWriter> writer;
-    std::optional<LogLevelFilter> toWriter;
-    if (journalFile != nullptr) {
-        writer.emplace(*journalFile);
-        toWriter.emplace(lowest, *writer);
-    }
-    LogLevelFilter toSummary(lowest, findings.summary);
-    const SinkRegistration writing(toWriter ? &*toWriter : nullptr);
-    const SinkRegistration summing(&toSummary);
-    const SinkRegistration learning(&findings.learning);
-    const SinkRegistration limiting(&findings.limits);
-    findings.result = RunReplay(model, scenario, options);
 }
 
 bool IsColoured(std::FILE* stream) {
@@ -117,39 +78,24 @@ void ReplayCommand::AddTo(CLI::App& app) {
         ->check(CLI::IsMember(&LOG_LEVELS).description(""))
         ->type_name("DEBUG|INFO|WARN|ERROR|FATAL")
         ->capture_default_str();
-    command.add_option("--settle", settleMs_, "For how long the device goes on after the last step")
-        ->check(CLI::Range(int64_t{0}, LONGEST_SETTLE_MS).description(""))
-        ->type_name("MS")
-        ->capture_default_str();
-    command.add_option("--plugin", pluginFile_, "The plugin's library, in place of the one beside this program")
-        ->type_name("PATH");
+    settings_.AddTo(command);
     command.add_flag("--real-time", isRealTime_, "Run on threads and by the machine's clock, as on a device");
     command.add_flag("--reveal-private", revealsPrivate_, "Show the private arguments of log lines");
 }
 
 ExitCode ReplayCommand::Run() {
     InputError error;
-    const std::string deviceFile = DeviceFileOf(scenarioFile_, deviceFile_);
     const auto scenario = ScenarioFile::Open(scenarioFile_, error);
     if (scenario == nullptr) {
         return Fail(EXIT_BAD_INPUT, error.Text());
     }
-    auto model = deviceFile.empty() ? DeviceModel() : LoadDeviceModel(deviceFile, error);
-    if (!model) {
+    const auto model = LoadStartDevice(DeviceFileOf(scenarioFile_, deviceFile_), *scenario, error);
+    auto options = model ? settings_.Options(error) : std::nullopt;
+    const auto sandbox = options ? SandboxOf(*model, dataFolder_, error) : std::nullopt;
+    if (!sandbox) {
         return Fail(EXIT_BAD_INPUT, error.Text());
     }
-    ApplyStartDevice(scenario->StartDevice(), *model);
-
-    // Relative paths end at the sandbox.
-    ReplayOptions options{"", settleMs_ * US_PER_MS, isRealTime_};
-    const std::string pluginFile = pluginFile_.empty() ? PluginLibrary::DefaultPath() : pluginFile_;
-    if (!PathToRealPath(pluginFile, options.pluginPath)) {
-        return Fail(EXIT_BAD_INPUT, FileError(pluginFile).Text());
-    }
-    SandboxConfig sandbox{static_cast<uint64_t>(model->romGB) * BYTES_PER_GB, ""};
-    if (!dataFolder_.empty() && !FolderToRealPath(dataFolder_, sandbox.dataDir)) {
-        return Fail(EXIT_BAD_INPUT, FileError(dataFolder_).Text());
-    }
+    options->realTime = isRealTime_;
     WantedFile journal{journalFile_};
     WantedResult json(jsonFile_);
     if (journal.IsStandardOutput() && json.IsStandardOutput()) {
@@ -167,12 +113,20 @@ ExitCode ReplayCommand::Run() {
         return Fail(EXIT_BAD_INPUT, FileError(journalFile_).Text());
     }
 
-    if (const auto refusal = EnterSandbox(sandbox); refusal) {
+    if (const auto refusal = EnterSandbox(*sandbox); refusal) {
         return Fail(EXIT_NO_SANDBOX, *refusal);
     }
     SetRevealPrivate(revealsPrivate_);
+    const LogLevel lowest = LOG_LEVELS.at(logLevel_);
+    std::vector<JournalSink*> sinks;
+    std::optional<JournalWriter> writer;
+    std::optional<LogLevelFilter> toWriter;
+    if (journal.file != nullptr) {
+        writer.emplace(*journal.file);
+        sinks.push_back(&toWriter.emplace(lowest, *writer));
+    }
     Findings findings;
-    PlayAndNote(*model, *scenario, options, LOG_LEVELS.at(logLevel_), journal.file.get(), findings);
+    RunNotedReplay(*model, *scenario, *options, lowest, sinks, findings);
     if (const int failure = journal.Finish(); failure != 0) {
         return Fail(EXIT_RUN_FAILED, journalFile_ + ": " + std::strerror(failure));
     }

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <CLI/App.hpp>
-#include <cstdint>
 #include <string>
 
 #include "host/cli/exit_code.h"
+#include "host/cli/replay_inputs.h"
 
 namespace ZYRA::Host {
 
@@ -26,8 +26,7 @@ private:
     std::string journalFile_;
     std::string jsonFile_;
     std::string logLevel_ = "INFO";
-    std::string pluginFile_;
-    int64_t settleMs_ = 20000;
+    ReplaySettings settings_;
     bool isRealTime_ = false;
     bool revealsPrivate_ = false;
 };
