@@ -18,6 +18,7 @@ public:
         }
     }
     bool NeedsDescriptors() const override { return next_.NeedsDescriptors(); }
+    bool WantsTasks() const override { return next_.WantsTasks(); }
 
 private:
     const LogLevel lowest_;

@@ -21,6 +21,19 @@ namespace ZYRA::Host {
 
 namespace {
 
+// Notes the end of a step when it goes.
+class StepEnd {
+public:
+    StepEnd() = default;
+    ~StepEnd() {
+        if (Journal& journal = Journal::GetInstance(); journal.WantsTasks()) {
+            journal.Append(StepEndEntry());
+        }
+    }
+    StepEnd(const StepEnd&) = delete;
+    StepEnd& operator=(const StepEnd&) = delete;
+};
+
 // Takes the steps, one at a time, on the thread that drives the clock.
 class StepRunner {
 public:
@@ -34,6 +47,7 @@ public:
     }
 
     bool Take(const PluginStep& step) {
+        const StepEnd end;
         Journal::GetInstance().Append(step);
         if (step.enable) {
             return plugin_.Init();
@@ -46,12 +60,14 @@ public:
 
 private:
     bool Take(DeviceStep&& step) {
+        const StepEnd end;
         Journal::GetInstance().Append(step);
         device_.Apply(std::move(step.patch));
         return true;
     }
 
     bool Take(EventStep&& step) {
+        const StepEnd end;
         Journal::GetInstance().Append(step);
         plugin_.Dispatch(std::make_shared<ResourceSchedule::ResData>(
             ResourceSchedule::ResData{step.resType, step.value, std::move(step.payload)}));
@@ -59,11 +75,13 @@ private:
     }
 
     bool Take(const DumpStep& step) {
+        const StepEnd end;
         Journal::GetInstance().Append(DumpEntry{step.args, plugin_.Dump(step.args)});
         return true;
     }
 
     bool Take(const ShutdownStep& /*step*/) {
+        const StepEnd end;
         Journal::GetInstance().Append(ShutdownStep{PowerService::GetInstance().CallbackCount()});
         if (clock_.RunsOnCaller()) {
             PowerService::GetInstance().Shutdown();
@@ -132,6 +150,7 @@ ReplayResult RunReplay(const DeviceModel& model, ScenarioFile& scenario, const R
     ReplayResult result;
     const auto clock = options.realTime ? ReplayClock::Real() : ReplayClock::Virtual(model.startTimeS);
     for (const DeviceStep& step : scenario.StartDevice()) {
+        const StepEnd end;
         Journal::GetInstance().Append(step);
     }
     // In virtual time the plugin's tasks, the kernel's files and the replay take turns.

@@ -86,6 +86,8 @@ private:
     void Note(const DeviceStep& /*fact*/) {}
     void Note(const PluginStep& /*fact*/) {}
     void Note(const ShutdownStep& /*fact*/) {}
+    void Note(const StepEndEntry& /*fact*/) {}
+    void Note(const TaskEntry& /*fact*/) {}
 
     // Null for a number that no monitor has.
     MonitorSummary* MonitorOf(int index);

@@ -8,6 +8,10 @@
 
 namespace ZYRA::Host {
 
+bool IsOfTasks(const JournalFact& fact) {
+    return std::holds_alternative<TaskEntry>(fact) || std::holds_alternative<StepEndEntry>(fact);
+}
+
 Journal& Journal::GetInstance() {
     // Never destroyed: static destructors of a plugin may still log.
     static Journal& journal = *new Journal();
@@ -19,8 +23,8 @@ void Journal::AddSink(JournalSink* sink) {
     const std::unique_lock between(bareCalls_);
     sinksWithDescriptors_ += needsDescriptors ? 1 : 0;
     MutexLock lock(mutex_);
-    sinks_.push_back({sink, needsDescriptors});
-    hasSinks_.store(true, std::memory_order_relaxed);
+    sinks_.push_back({sink, needsDescriptors, sink->WantsTasks()});
+    NoteSinksWLocked();
 }
 
 void Journal::RemoveSink(JournalSink* sink) {
@@ -31,7 +35,13 @@ void Journal::RemoveSink(JournalSink* sink) {
         sinksWithDescriptors_ -= known->needsDescriptors ? 1 : 0;
         sinks_.erase(known);
     }
+    NoteSinksWLocked();
+}
+
+void Journal::NoteSinksWLocked() {
     hasSinks_.store(!sinks_.empty(), std::memory_order_relaxed);
+    const bool wantsTasks = std::any_of(sinks_.begin(), sinks_.end(), [](const auto& one) { return one.wantsTasks; });
+    wantsTasks_.store(wantsTasks, std::memory_order_relaxed);
 }
 
 void Journal::Append(JournalFact fact) {
@@ -40,8 +50,11 @@ void Journal::Append(JournalFact fact) {
         return;
     }
     const JournalEntry entry{TaskRuntime::Current().ElapsedUs(), std::move(fact)};
+    const bool isOfTasks = IsOfTasks(entry.fact);
     for (const Registration& one : sinks_) {
-        one.sink->OnEntry(entry);
+        if (one.wantsTasks || !isOfTasks) {
+            one.sink->OnEntry(entry);
+        }
     }
 }
 

@@ -121,17 +121,36 @@ struct ShutdownStep {
     size_t callbacks = 0;  // How many the power manager has to call.
 };
 
-using JournalFact = std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, FaultEntry, RequestEntry, RefusedEntry,
-                                 SysEventEntry, SpanEntry, DumpEntry, MonitorEntry, BindEntry, RecordEntry,
-                                 PrereadEntry, TopSetEntry, DeviceStep, EventStep, PluginStep, ShutdownStep>;
+// The step that was begun last has been taken: whatever the plugin was called with has returned.
+struct StepEndEntry {};
+// A task of a serial queue has come to its next phase, on the thread on which it did. `id` counts the tasks of the
+// process from 1. A task that is cancelled, or discarded with its queue, never begins.
+struct TaskEntry {
+    enum class Phase : uint8_t { SUBMITTED, BEGUN, ENDED, CANCELLED };
+
+    uint64_t id;
+    Phase phase;
+    std::string queue;
+    std::string name;
+    int64_t dueUs;
+};
+
+using JournalFact =
+    std::variant<SubscriptionEntry, LogEntry, FileWriteEntry, FaultEntry, RequestEntry, RefusedEntry, SysEventEntry,
+                 SpanEntry, DumpEntry, MonitorEntry, BindEntry, RecordEntry, PrereadEntry, TopSetEntry, DeviceStep,
+                 EventStep, PluginStep, ShutdownStep, StepEndEntry, TaskEntry>;
 
 struct JournalEntry {
     int64_t timeUs;
     JournalFact fact;
 };
 
+// Whether only sinks that want tasks are told of the fact. Such facts have no line in the journal's file.
+bool IsOfTasks(const JournalFact& fact);
+
 // The entry as one line of JSON without a line end: `t` first, then `kind`, then its members. Bytes that are not UTF-8
 // are replaced, so that a line is always valid JSON.
+// REQUIRES: the fact has a line.
 std::string ToJsonLine(const JournalEntry& entry);
 
 // Receives every entry, one at a time, in the order in which things happened.
@@ -144,6 +163,8 @@ public:
     // Whether OnEntry opens files or uses a descriptor that stays open between two entries. If not, it is called also
     // on threads that have not the descriptors of the process (see FuseServer). Never changes.
     virtual bool NeedsDescriptors() const { return true; }
+    // Whether it is told of tasks and of the ends of steps too. Never changes.
+    virtual bool WantsTasks() const { return false; }
 };
 
 // The device's memory of what happened: stamps each fact with the device's time and hands it to every sink.
@@ -158,6 +179,9 @@ public:
 
     // Whether there is a sink. A fact that costs something to make need not be made when there is none.
     bool HasSinks() const { return hasSinks_.load(std::memory_order_relaxed); }
+
+    // Whether there is a sink that wants tasks. Queues that are created while there is none tell of no task.
+    bool WantsTasks() const { return wantsTasks_.load(std::memory_order_relaxed); }
 
     void Append(JournalFact fact);
 
@@ -177,9 +201,12 @@ private:
     struct Registration {
         JournalSink* sink;
         bool needsDescriptors;
+        bool wantsTasks;
     };
 
     Journal() = default;
+
+    void NoteSinksWLocked() REQUIRES(mutex_);
 
     // Taken before `mutex_`: shared by the bare calls.
     std::shared_mutex bareCalls_;
@@ -187,7 +214,9 @@ private:
 
     Mutex mutex_;
     std::vector<Registration> sinks_ GUARDED_BY(mutex_);
-    std::atomic<bool> hasSinks_{false};  // Written under the mutex.
+    // Written under the mutex.
+    std::atomic<bool> hasSinks_{false};
+    std::atomic<bool> wantsTasks_{false};
 };
 
 }  // namespace ZYRA::Host

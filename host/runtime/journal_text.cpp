@@ -151,6 +151,9 @@ public:
         line_["kind"] = "shutdown";
         line_["callbacks"] = fact.callbacks;
     }
+    // No lines.
+    void operator()(const StepEndEntry& /*fact*/) {}
+    void operator()(const TaskEntry& /*fact*/) {}
 
 private:
     OrderedJson& line_;

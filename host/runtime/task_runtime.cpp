@@ -2,7 +2,10 @@
 #include "host/runtime/task_runtime.h"
 
 #include <atomic>
+#include <utility>
 
+#include "host/runtime/journal.h"
+#include "host/runtime/observed_queue.h"
 #include "host/runtime/thread_runtime.h"
 #include "platform/clock.h"
 
@@ -50,7 +53,11 @@ std::unique_ptr<TaskQueue> TaskQueue::Create(const std::string& name, int32_t qo
     if (name.empty() || qos < LOWEST_QOS || qos > HIGHEST_QOS) {
         return nullptr;
     }
-    return Host::TaskRuntime::Current().CreateQueue(name, qos);
+    auto queue = Host::TaskRuntime::Current().CreateQueue(name, qos);
+    if (queue == nullptr || !Host::Journal::GetInstance().WantsTasks()) {
+        return queue;
+    }
+    return std::make_unique<Host::ObservedQueue>(name, std::move(queue));
 }
 
 int64_t Clock::NowMs() {

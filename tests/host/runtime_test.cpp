@@ -10,9 +10,11 @@
 #include "host/replay/one_processor.h"
 #include "host/runtime/journal.h"
 #include "host/runtime/log_sink.h"
+#include "host/runtime/observed_queue.h"
 #include "host/runtime/virtual_runtime.h"
 #include "platform/event_log.h"
 #include "platform/log.h"
+#include "platform/task_queue.h"
 #include "platform/trace.h"
 
 namespace ZYRA::Host {
@@ -55,6 +57,48 @@ TEST_F(RuntimeTest, LogShowsPublicArgumentsAndHidesTheOthers) {
         "{\"t\":0,\"kind\":\"log\",\"level\":\"INFO\",\"tag\":\"TAG\",\"text\":\"\xef\xbf\xbd(null)\"}",
     };
     EXPECT_EQ(lines_, expected);
+}
+
+class TaskLines final : public JournalSink {
+public:
+    void OnEntry(const JournalEntry& entry) override {
+        const auto* task = std::get_if<TaskEntry>(&entry.fact);
+        lines.push_back(task == nullptr ? "other"
+                                        : std::to_string(entry.timeUs) + " " + task->queue + "/" + task->name + " " +
+                                              std::to_string(static_cast<int>(task->phase)) + " due " +
+                                              std::to_string(task->dueUs));
+        from.push_back(RunningTaskId());
+    }
+    bool WantsTasks() const override { return true; }
+
+    std::vector<std::string> lines;
+    std::vector<uint64_t> from;
+};
+
+// Only a sink that wants tasks is told of them, of queues that were created while it was there.
+TEST_F(RuntimeTest, TasksAreToldToSinksThatWantThem) {
+    TaskLines tasks;
+    const auto before = TaskQueue::Create("before", 0);
+    Journal::GetInstance().AddSink(&tasks);
+    const auto queue = TaskQueue::Create("queue", 0);
+    queue->Submit([&queue] { queue->Submit([] {}, "child", 5); }, "parent", 10);
+    before->Submit([] {}, "unseen", 0);
+    EXPECT_TRUE(queue->Cancel(queue->SubmitWithHandle([] {}, "cancelled", 20)));
+    runtime_.RunUntil(100);
+    Journal::GetInstance().Append(StepEndEntry());
+    Journal::GetInstance().RemoveSink(&tasks);
+    queue->Submit([] {}, "unseen", 0);
+
+    const std::vector<std::string> expected = {
+        "0 queue/parent 0 due 10",  "0 queue/cancelled 0 due 20", "0 queue/cancelled 3 due 20",
+        "10 queue/parent 1 due 10", "10 queue/child 0 due 15",    "10 queue/parent 2 due 10",
+        "15 queue/child 1 due 15",  "15 queue/child 2 due 15",    "other"};
+    EXPECT_EQ(tasks.lines, expected);
+    const uint64_t parent = tasks.from[3];
+    EXPECT_NE(parent, 0u);
+    const uint64_t child = tasks.from[6];
+    EXPECT_EQ(tasks.from, (std::vector<uint64_t>{0, 0, 0, parent, parent, parent, child, child, 0}));
+    EXPECT_EQ(lines_, std::vector<std::string>());
 }
 
 // Threads that are started there stay on the one processor; the thread itself gets back what it had.

@@ -2,11 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "host/runtime/journal.h"
+#include "host/runtime/observed_queue.h"
 #include "host/runtime/thread_runtime.h"
 #include "host/runtime/virtual_runtime.h"
 #include "tests/support/event.h"
@@ -19,6 +24,7 @@ class OnThreads {
 public:
     void Run(Event& until) { until.Wait(); }
     void StartInBackground() {}
+    std::unique_ptr<TaskQueue> CreateQueue() { return runtime.CreateQueue("test_queue", 5); }
     ThreadRuntime runtime;
 };
 
@@ -39,6 +45,7 @@ public:
     void StartInBackground() {
         driver_ = std::thread([this] { runtime.RunUntil(runtime.ElapsedUs() + LONG_US); });
     }
+    std::unique_ptr<TaskQueue> CreateQueue() { return runtime.CreateQueue("test_queue", 5); }
     VirtualRuntime runtime{0};
 
 private:
@@ -46,12 +53,47 @@ private:
     std::thread driver_;
 };
 
+// Holds that each task comes through its phases in order, and to its end.
+class TaskWatch : private JournalSink {
+protected:
+    TaskWatch() { Journal::GetInstance().AddSink(this); }
+    ~TaskWatch() override {
+        Journal::GetInstance().RemoveSink(this);
+        for (const auto& [id, phases] : phases_) {
+            EXPECT_TRUE(phases == "sbe" || phases == "sc") << id << ": " << phases;
+        }
+    }
+    TaskWatch(const TaskWatch&) = delete;
+    TaskWatch& operator=(const TaskWatch&) = delete;
+
+private:
+    void OnEntry(const JournalEntry& entry) override {
+        const auto& fact = std::get<TaskEntry>(entry.fact);
+        phases_[fact.id] += "sbec"[static_cast<size_t>(fact.phase)];
+        EXPECT_EQ(fact.queue, "observed");
+        const bool isRunning = fact.phase == TaskEntry::Phase::BEGUN || fact.phase == TaskEntry::Phase::ENDED;
+        EXPECT_EQ(RunningTaskId() == fact.id, isRunning);
+    }
+    bool WantsTasks() const override { return true; }
+
+    std::map<uint64_t, std::string> phases_;  // Guarded by the journal's lock.
+};
+
+// The queue tells of its tasks; the watch goes after the runtime and the last task.
+template <typename Runner>
+class Observed : private TaskWatch, public Runner {
+public:
+    std::unique_ptr<TaskQueue> CreateQueue() {
+        return std::make_unique<ObservedQueue>("observed", Runner::CreateQueue());
+    }
+};
+
 template <typename Runner>
 class TaskQueueTest : public ::testing::Test {
 protected:
     // The order matters: queues go before their runtime.
     Runner runner_;
-    std::unique_ptr<TaskQueue> queue_ = runner_.runtime.CreateQueue("test_queue", 5);
+    std::unique_ptr<TaskQueue> queue_ = runner_.CreateQueue();
 
     void RunAll() {
         Event done;
@@ -60,7 +102,7 @@ protected:
     }
 };
 
-using Runners = ::testing::Types<OnThreads, OnVirtualTime>;
+using Runners = ::testing::Types<OnThreads, OnVirtualTime, Observed<OnThreads>, Observed<OnVirtualTime>>;
 TYPED_TEST_SUITE(TaskQueueTest, Runners);
 
 TYPED_TEST(TaskQueueTest, NeverRunsInsideSubmit) {
