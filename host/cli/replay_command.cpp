@@ -21,8 +21,10 @@
 #include "host/replay/scenario_file.h"
 #include "host/report/findings.h"
 #include "host/report/noted_replay.h"
+#include "host/report/page/report_page.h"
 #include "host/report/summary_json.h"
 #include "host/report/summary_text.h"
+#include "host/report/timeline/run_timeline.h"
 #include "host/runtime/log_sink.h"
 #include "platform/log.h"
 
@@ -74,6 +76,8 @@ void ReplayCommand::AddTo(CLI::App& app) {
         ->type_name("FILE|-");
     command.add_option("--json", jsonFile_, "Where to write the summary for programs; - is standard output")
         ->type_name("FILE|-");
+    command.add_option("--report", reportFile_, "Where to write a page for a browser that shows the run")
+        ->type_name("FILE.html");
     command.add_option("--log-level", logLevel_, "The lowest level that is logged")
         ->check(CLI::IsMember(&LOG_LEVELS).description(""))
         ->type_name("DEBUG|INFO|WARN|ERROR|FATAL")
@@ -106,8 +110,12 @@ ExitCode ReplayCommand::Run() {
     if (!journalFile_.empty() && std::filesystem::equivalent(scenarioFile_, journalFile_, ignored)) {
         return Fail(EXIT_BAD_INPUT, journalFile_ + ": the scenario cannot be its own journal");
     }
+    WantedResult report(reportFile_);
     if (!json.Prepare()) {
         return Fail(EXIT_BAD_INPUT, FileError(jsonFile_).Text());
+    }
+    if (!report.Prepare()) {
+        return Fail(EXIT_BAD_INPUT, FileError(reportFile_).Text());
     }
     if (!journal.Create()) {
         return Fail(EXIT_BAD_INPUT, FileError(journalFile_).Text());
@@ -125,6 +133,10 @@ ExitCode ReplayCommand::Run() {
         writer.emplace(*journal.file);
         sinks.push_back(&toWriter.emplace(lowest, *writer));
     }
+    std::optional<RunTimeline> timeline;
+    if (report.IsWanted()) {
+        sinks.push_back(&timeline.emplace());
+    }
     Findings findings;
     RunNotedReplay(*model, *scenario, *options, lowest, sinks, findings);
     if (const int failure = journal.Finish(); failure != 0) {
@@ -135,6 +147,12 @@ ExitCode ReplayCommand::Run() {
     }
     if (const int failure = json.IsWanted() ? json.Write(SummaryJson(findings)) : 0; failure != 0) {
         return Fail(EXIT_RUN_FAILED, jsonFile_ + ": " + std::strerror(failure));
+    }
+    if (timeline) {
+        const std::string name = std::filesystem::path(scenarioFile_).filename();
+        if (const int failure = report.Write(ReportPage(name, findings, *timeline)); failure != 0) {
+            return Fail(EXIT_RUN_FAILED, reportFile_ + ": " + std::strerror(failure));
+        }
     }
     std::FILE* const stream = journal.IsStandardOutput() || json.IsStandardOutput() ? stderr : stdout;
     const std::string text = SummaryText(findings, IsColoured(stream));

@@ -25,6 +25,7 @@ private:
     std::string dataFolder_;
     std::string journalFile_;
     std::string jsonFile_;
+    std::string reportFile_;
     std::string logLevel_ = "INFO";
     ReplaySettings settings_;
     bool isRealTime_ = false;

@@ -10,6 +10,20 @@ namespace {
 
 constexpr double US_PER_DAY = 24 * 3600 * 1e6;
 
+// Takes the later period into the one before it.
+void Join(LearningPeriod& period, const LearningPeriod& later) {
+    period.publications += later.publications;
+    period.setSize = later.setSize;
+    period.added += later.added;
+    period.removed += later.removed;
+    period.coldOpenings += later.coldOpenings;
+    period.published += later.published;
+    period.served += later.served;
+    period.recent += later.recent;
+    period.frequent += later.frequent;
+    period.seenBefore += later.seenBefore;
+}
+
 }  // namespace
 
 std::vector<LearningQuality::Choice> LearningQuality::Choices() const {
@@ -36,6 +50,10 @@ void LearningSummary::OnEntry(const JournalEntry& entry) {
             std::visit([this](const auto& typed) { Note(typed); }, *line);
         }
     } else if (const auto* set = std::get_if<TopSetEntry>(&entry.fact)) {
+        if (!periods_.empty()) {
+            periods_.back().added += set->added.size();
+            periods_.back().removed += set->removed.size();
+        }
         const uint64_t changes = setChanges_.value_or(0) + set->added.size() + set->removed.size();
         setChanges_ = changes;
         // That the first training fills the set is no change of what has been learned.
@@ -73,11 +91,31 @@ void LearningSummary::Note(const TrainingLine& line) {
 void LearningSummary::Note(const PublishedLine& line) {
     ++publications_;
     setSize_ = line.size;
+    BeginPeriod(line.size);
     if (trainings_ > 0 && !IsCounting()) {
         countingFromUs_ = nowUs_;
         recentChangesBefore_ = recent_.Changes();
         frequentChangesBefore_ = frequent_.Changes();
     }
+}
+
+void LearningSummary::BeginPeriod(uint64_t setSize) {
+    LearningPeriod period;
+    period.fromUs = nowUs_;
+    period.setSize = setSize;
+    if (!periods_.empty() && periods_.back().publications < publicationsAPeriod_) {
+        Join(periods_.back(), period);
+        return;
+    }
+    if (periods_.size() == MOST_PERIODS) {
+        for (size_t index = 0; index < MOST_PERIODS / 2; ++index) {
+            periods_[index] = periods_[2 * index];
+            Join(periods_[index], periods_[2 * index + 1]);
+        }
+        periods_.resize(MOST_PERIODS / 2);
+        publicationsAPeriod_ *= 2;
+    }
+    periods_.push_back(period);
 }
 
 void LearningSummary::Note(const PageLine& line) {
@@ -96,12 +134,22 @@ void LearningSummary::Note(const PageLine& line) {
 }
 
 void LearningSummary::CountCold(const PageLine& page, bool isNew) {
-    ++counted_.coldOpenings;
-    counted_.published.held += page.isInSet ? 1 : 0;
-    counted_.served.held += page.isServed ? 1 : 0;
-    counted_.recent.held += recent_.Holds(page.scene) ? 1 : 0;
-    counted_.frequent.held += frequent_.Holds(page.scene) ? 1 : 0;
-    counted_.seenBefore.held += isNew ? 0 : 1;
+    LearningPeriod now;
+    now.publications = 0;
+    now.coldOpenings = 1;
+    now.published = page.isInSet ? 1 : 0;
+    now.served = page.isServed ? 1 : 0;
+    now.recent = recent_.Holds(page.scene) ? 1 : 0;
+    now.frequent = frequent_.Holds(page.scene) ? 1 : 0;
+    now.seenBefore = isNew ? 0 : 1;
+    now.setSize = periods_.back().setSize;
+    Join(periods_.back(), now);
+    counted_.coldOpenings += now.coldOpenings;
+    counted_.published.held += now.published;
+    counted_.served.held += now.served;
+    counted_.recent.held += now.recent;
+    counted_.frequent.held += now.frequent;
+    counted_.seenBefore.held += now.seenBefore;
 }
 
 double LearningSummary::ADay(uint64_t count) const {

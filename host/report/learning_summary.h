@@ -44,6 +44,22 @@ struct LearningQuality {
     double ShareOf(const HitRate& rate) const;
 };
 
+// From one publication of the set to the next: what the set was, and how many of the page scenes opened cold meanwhile
+// each choice held. Nothing is counted before the first training.
+struct LearningPeriod {
+    int64_t fromUs = 0;
+    uint64_t publications = 1;  // More where periods have been joined.
+    uint64_t setSize = 0;       // The last.
+    uint64_t added = 0;
+    uint64_t removed = 0;
+    uint64_t coldOpenings = 0;
+    uint64_t published = 0;
+    uint64_t served = 0;
+    uint64_t recent = 0;
+    uint64_t frequent = 0;
+    uint64_t seenBefore = 0;
+};
+
 // How the plugin learned, made of the journal's entries and nothing else. Needs log lines down to DEBUG. To be read
 // when it is no sink of the journal any more.
 class LearningSummary final : public JournalSink {
@@ -52,6 +68,9 @@ public:
 
     // What the plugin takes when nothing is configured.
     static constexpr uint64_t DEFAULT_CAPACITY = 500;
+
+    // In a run with more, each two periods are joined.
+    static constexpr size_t MOST_PERIODS = 500;
 
     LearningSummary();
 
@@ -79,6 +98,8 @@ public:
     // Nothing before a training.
     std::optional<LearningQuality> Quality() const;
 
+    const std::vector<LearningPeriod>& Periods() const { return periods_; }
+
 private:
     struct SceneUse {
         int64_t lastUs;
@@ -91,6 +112,7 @@ private:
     void Note(const PublishedLine& line);
     void Note(const PageLine& line);
     void CountCold(const PageLine& page, bool isNew);
+    void BeginPeriod(uint64_t setSize);
     bool IsCounting() const { return countingFromUs_.has_value(); }
     double ADay(uint64_t count) const;
 
@@ -120,6 +142,9 @@ private:
     uint64_t recentChangesBefore_ = 0;
     uint64_t frequentChangesBefore_ = 0;
     uint64_t newScenes_ = 0;
+
+    std::vector<LearningPeriod> periods_;
+    uint64_t publicationsAPeriod_ = 1;  // The last one may hold less.
 };
 
 }  // namespace ZYRA::Host

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "host/kernel/control_text.h"
+#include "host/report/event_names.h"
 #include "host/services/device_state.h"
 #include "host/services/executor_requests.h"
 #include "platform/service_registry.h"
@@ -14,10 +15,6 @@
 namespace ZYRA::Host {
 
 namespace {
-
-constexpr uint32_t SLIDE = 11;
-constexpr int64_t SLIDE_STARTS = 1;
-constexpr uint32_t ABILITY_START = 27;
 
 constexpr std::string_view ROOT = "/dev/iolimit/";
 constexpr std::string_view PROCS = "/cgroup.procs";
@@ -103,11 +100,11 @@ void LimitSummary::OnEntry(const JournalEntry& entry) {
 }
 
 void LimitSummary::Note(const EventStep& fact) {
-    if (fact.resType == ABILITY_START) {
+    if (fact.resType == EVENT_ABILITY_START) {
         lastEvent_.isSlide = false;
         lastEvent_.bundleName = TextOf(fact.payload, "bundleName");
         lastEvent_.uid = TextOf(fact.payload, "uid");
-    } else if (fact.resType == SLIDE && fact.value == SLIDE_STARTS) {
+    } else if (fact.resType == EVENT_SLIDE && fact.value == SLIDE_BEGINS) {
         lastEvent_ = LimitTrigger();
         lastEvent_.isSlide = true;
     }

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "host/runtime/errno_names.h"
+#include "host/report/fact_text.h"
 #include "host/services/executor_requests.h"
 
 namespace ZYRA::Host {
@@ -12,23 +12,6 @@ namespace {
 
 constexpr std::string_view WORKINGSET_ROOT = "/dev/workingset/";
 constexpr std::string_view PROCESS_LIST = "cgroup.procs";
-
-std::string ParamsText(const SysEventEntry& event) {
-    std::string text = event.name;
-    for (const auto& [name, value] : event.params) {
-        text += ' ' + name + '=';
-        std::visit(
-            [&text](const auto& typed) {
-                if constexpr (std::is_same_v<std::decay_t<decltype(typed)>, std::string>) {
-                    text += typed;
-                } else {
-                    text += std::to_string(typed);
-                }
-            },
-            value);
-    }
-    return text;
-}
 
 }  // namespace
 
@@ -40,6 +23,28 @@ void Summary::OnEntry(const JournalEntry& entry) {
         monitor.work.AdvanceTo(nowUs_);
     }
     std::visit([this](const auto& fact) { Note(fact); }, entry.fact);
+}
+
+SceneSummary Summary::SceneTotal() const {
+    SceneSummary total;
+    for (const auto& [name, scene] : scenes_) {
+        total.bound += scene.bound;
+        total.records += scene.records;
+        total.pages += scene.pages;
+        total.prereads += scene.prereads;
+        total.failedPrereads += scene.failedPrereads;
+        total.bytes += scene.bytes;
+    }
+    return total;
+}
+
+uint64_t Summary::Failures() const {
+    uint64_t count = 0;
+    for (const Tally* tally :
+         {&faults_, &refusedWrites_, &refusedRequests_, &failedPrereads_, &faultEvents_, &errorLines_}) {
+        count += tally->Total();
+    }
+    return count;
 }
 
 MonitorSummary* Summary::MonitorOf(int index) {
@@ -63,8 +68,7 @@ void Summary::Note(const RecordEntry& fact) {
 
 void Summary::Note(const PrereadEntry& fact) {
     if (!fact.error.empty()) {
-        const std::string without = "monitor " + std::to_string(fact.monitor) + " without a scene";
-        failedPrereads_.Add((fact.scene.empty() ? without : fact.scene) + ": " + fact.error);
+        failedPrereads_.Add(FailedPrereadText(fact));
     }
     if (fact.scene.empty()) {
         return;
@@ -83,7 +87,7 @@ void Summary::Note(const MonitorEntry& fact) {
 
 void Summary::Note(const FileWriteEntry& fact) {
     if (!fact.IsAccepted()) {
-        refusedWrites_.Add(fact.path + ": " + (fact.isShort ? "short" : ErrnoName(fact.error)));
+        refusedWrites_.Add(RefusedWriteText(fact));
         return;
     }
     const std::string_view path = fact.path;
@@ -108,11 +112,7 @@ void Summary::Note(const FileWriteEntry& fact) {
 }
 
 void Summary::Note(const FaultEntry& fact) {
-    std::string text = fact.operation + ' ' + fact.path + ':';
-    text += fact.error != 0 ? std::string(" ") + ErrnoName(fact.error) : "";
-    text += fact.isShort ? " short" : "";
-    text += fact.delayUs != 0 ? " late" : "";
-    faults_.Add(text);
+    faults_.Add(FaultText(fact));
 }
 
 void Summary::Note(const RequestEntry& fact) {
@@ -128,7 +128,7 @@ void Summary::Note(const RequestEntry& fact) {
 }
 
 void Summary::Note(const RefusedEntry& fact) {
-    refusedRequests_.Add(std::to_string(fact.resType) + '/' + std::to_string(fact.value) + ' ' + fact.reason);
+    refusedRequests_.Add(RefusedRequestText(fact));
 }
 
 void Summary::Note(const LogEntry& fact) {
@@ -138,7 +138,7 @@ void Summary::Note(const LogEntry& fact) {
 }
 
 void Summary::Note(const SysEventEntry& fact) {
-    const std::string text = ParamsText(fact);
+    const std::string text = SysEventText(fact);
     if (fact.type == EventLogType::FAULT) {
         faultEvents_.Add(text);
     }

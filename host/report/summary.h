@@ -35,7 +35,7 @@ struct MonitorSummary {
 // more.
 class Summary final : public JournalSink {
 public:
-    static constexpr size_t MOST_SYS_EVENTS = 20;
+    static constexpr size_t MOST_SYS_EVENTS = 1000;
 
     struct SysEvent {
         int64_t timeUs;
@@ -46,6 +46,10 @@ public:
     bool NeedsDescriptors() const override { return false; }
 
     const std::map<std::string, SceneSummary>& Scenes() const { return scenes_; }
+    // The sum of all, but for the record states.
+    SceneSummary SceneTotal() const;
+    // How many failures there were, of all kinds.
+    uint64_t Failures() const;
     const std::array<MonitorSummary, MONITOR_COUNT>& Monitors() const { return monitors_; }
 
     // Faults of the device model that have struck, as "operation path: what".

@@ -23,6 +23,13 @@ OrderedJson Scenes(const Summary& summary) {
     return scenes;
 }
 
+OrderedJson Totals(const Summary& summary) {
+    const SceneSummary total = summary.SceneTotal();
+    return {{"bound", total.bound},       {"records", total.records},
+            {"prereads", total.prereads}, {"failedPrereads", total.failedPrereads},
+            {"bytes", total.bytes},       {"failures", summary.Failures()}};
+}
+
 OrderedJson Monitors(const Summary& summary) {
     OrderedJson monitors = OrderedJson::array();
     for (const MonitorSummary& monitor : summary.Monitors()) {
@@ -58,6 +65,25 @@ OrderedJson Cold(const LearningQuality& quality) {
             {"heldBy", held}};
 }
 
+OrderedJson Periods(const LearningSummary& learning) {
+    OrderedJson periods = OrderedJson::array();
+    for (const LearningPeriod& period : learning.Periods()) {
+        periods.push_back({{"fromUs", period.fromUs},
+                           {"publications", period.publications},
+                           {"setSize", period.setSize},
+                           {"added", period.added},
+                           {"removed", period.removed},
+                           {"openings", period.coldOpenings},
+                           {"heldBy",
+                            {{"published", period.published},
+                             {"served", period.served},
+                             {"lru", period.recent},
+                             {"mfu", period.frequent},
+                             {"seenBefore", period.seenBefore}}}});
+    }
+    return periods;
+}
+
 OrderedJson Learning(const LearningSummary& learning) {
     OrderedJson json = {{"trainings", learning.Trainings()},
                         {"skippedTrainings", learning.SkippedTrainings()},
@@ -72,7 +98,8 @@ OrderedJson Learning(const LearningSummary& learning) {
                         {"pagesOpened", learning.PagesOpened()},
                         {"pagesServed", learning.PagesServed()},
                         {"pagesServedBeside", learning.PagesServedBeside()},
-                        {"cold", nullptr}};
+                        {"cold", nullptr},
+                        {"periods", Periods(learning)}};
     if (learning.SetChanges()) {
         json["setChanges"] = *learning.SetChanges();
     }
@@ -122,11 +149,20 @@ OrderedJson Limits(const LimitSummary& limits) {
         {"first", first}};
 }
 
+OrderedJson SysEvents(const Summary& summary) {
+    OrderedJson events = OrderedJson::array();
+    for (const Summary::SysEvent& event : summary.SysEvents()) {
+        events.push_back({{"timeUs", event.timeUs}, {"text", event.text}});
+    }
+    return events;
+}
+
 }  // namespace
 
-std::string SummaryJson(const Findings& findings) {
+OrderedJson SummaryObject(const Findings& findings) {
     const auto& [summary, learning, limits, result] = findings;
     OrderedJson json = {{"schema", SCHEMA},
+                        {"totals", Totals(summary)},
                         {"scenes", Scenes(summary)},
                         {"learning", Learning(learning)},
                         {"limits", Limits(limits)},
@@ -137,6 +173,7 @@ std::string SummaryJson(const Findings& findings) {
                           {"failedPrereads", Tallied(summary.FailedPrereads())},
                           {"faultEvents", Tallied(summary.FaultEvents())},
                           {"errorLines", Tallied(summary.ErrorLines())}}},
+                        {"systemEvents", SysEvents(summary)},
                         {"monitors", Monitors(summary)},
                         {"counts",
                          {{"events", summary.Events()},
@@ -148,7 +185,11 @@ std::string SummaryJson(const Findings& findings) {
     if (result.tasksRun) {
         json["counts"]["tasks"] = *result.tasksRun;
     }
-    return json.dump(INDENT, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
+    return json;
+}
+
+std::string SummaryJson(const Findings& findings) {
+    return SummaryObject(findings).dump(INDENT, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
 }
 
 }  // namespace ZYRA::Host

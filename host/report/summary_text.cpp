@@ -24,6 +24,7 @@ constexpr double PERCENT = 100;
 constexpr size_t MOST_SCENES = 25;
 constexpr size_t MOST_TRIGGERS_TOLD = 6;
 constexpr size_t MOST_PROCESSES_TOLD = 15;
+constexpr size_t MOST_SYS_EVENTS_TOLD = 20;
 
 std::string Seconds(int64_t us) {
     return fmt::format("{:.3f} s", static_cast<double>(us) / US_PER_S);
@@ -127,14 +128,7 @@ void SummaryWriter::Scenes(const Summary& summary) {
                    work.records == 0 ? "-" : std::to_string(work.pages), std::to_string(work.prereads),
                    std::to_string(work.failedPrereads), Bytes(work.bytes)});
     }
-    SceneSummary total;
-    for (const auto& [name, scene] : summary.Scenes()) {
-        total.bound += scene.bound;
-        total.records += scene.records;
-        total.prereads += scene.prereads;
-        total.failedPrereads += scene.failedPrereads;
-        total.bytes += scene.bytes;
-    }
+    const SceneSummary total = summary.SceneTotal();
     table.Add({Counted(summary.Scenes().size(), "scene") + (summary.Scenes().size() > MOST_SCENES ? " in all" : ""),
                std::to_string(total.bound), "", std::to_string(total.records), "", std::to_string(total.prereads),
                std::to_string(total.failedPrereads), Bytes(total.bytes)});
@@ -284,11 +278,13 @@ void SummaryWriter::WorkStates(const Summary& summary) {
 
 void SummaryWriter::SysEvents(const Summary& summary) {
     Heading("System events");
-    for (const Summary::SysEvent& event : summary.SysEvents()) {
-        Line(Seconds(event.timeUs) + ' ' + Printable(event.text));
+    const auto& events = summary.SysEvents();
+    const size_t told = std::min(events.size(), MOST_SYS_EVENTS_TOLD);
+    for (size_t index = 0; index < told; ++index) {
+        Line(Seconds(events[index].timeUs) + ' ' + Printable(events[index].text));
     }
-    if (summary.SysEventCount() > summary.SysEvents().size()) {
-        Line(fmt::format("and {} more", summary.SysEventCount() - summary.SysEvents().size()));
+    if (summary.SysEventCount() > told) {
+        Line(fmt::format("and {} more", summary.SysEventCount() - told));
     }
     if (summary.SysEventCount() == 0) {
         Line("none");

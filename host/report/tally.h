@@ -16,6 +16,7 @@ public:
     static constexpr size_t MOST_TEXTS = 50;
 
     void Add(const std::string& text) {
+        ++total_;
         const auto known = indexOf_.find(text);
         if (known != indexOf_.end()) {
             ++counts_[known->second].second;
@@ -29,11 +30,13 @@ public:
 
     const std::vector<std::pair<std::string, uint64_t>>& Counts() const { return counts_; }
     uint64_t Others() const { return others_; }
+    uint64_t Total() const { return total_; }
 
 private:
     std::map<std::string, size_t> indexOf_;
     std::vector<std::pair<std::string, uint64_t>> counts_;
     uint64_t others_ = 0;
+    uint64_t total_ = 0;
 };
 
 }  // namespace ZYRA::Host
