@@ -19,8 +19,8 @@ namespace ZYRA::Host {
 namespace {
 
 constexpr char EXAMPLES[] =
-    "  iosched-host generate --days 14 --apps 60                           generated.jsonl and generated.device.json\n"
-    "  iosched-host generate --days 14 --apps 60 --seed 1 --output a.jsonl the same bytes each time\n";
+    "  iosched-host generate --days 14 --apps 60                            generated.jsonl and generated.device.json\n"
+    "  iosched-host generate --days 14 --apps 60 --seed 1 --output a.jsonl  the same bytes each time\n";
 
 constexpr int64_t MOST_DAYS = 3660;
 constexpr int64_t MOST_APPS = 2000;
