@@ -11,4 +11,16 @@ enum ExitCode : int {
     EXIT_NO_SANDBOX = 3,  // The machine does not let us build the virtual device.
 };
 
+// Every code as the man page tells it.
+inline constexpr struct {
+    ExitCode code;
+    const char* meaning;
+} EXIT_CODES[] = {
+    {EXIT_DONE, "What was asked for has been done."},
+    {EXIT_RUN_FAILED, "The run failed, or its result could not be written."},
+    {EXIT_BAD_INPUT, "The command line is wrong, or a file that it names: FILE:LINE: and what is wrong with it."},
+    {EXIT_NO_SANDBOX,
+     "The machine does not allow a virtual device; one line says what is missing, and how to allow it."},
+};
+
 }  // namespace ZYRA::Host

@@ -70,7 +70,7 @@ void ReplayCommand::AddTo(CLI::App& app) {
     SetExamples(command, EXAMPLES);
     command.add_option("SCENARIO", scenarioFile_, "The scenario, JSON Lines")->required()->type_name("");
     command.add_option("--device", deviceFile_, "The device model, in place of NAME.device.json beside NAME.jsonl")
-        ->type_name("FILE");
+        ->type_name("FILE.json");
     command.add_option("--data", dataFolder_, "A folder that is the device's /data and is kept")->type_name("DIR");
     command.add_option("--journal", journalFile_, "Where to write the journal; - is standard output")
         ->type_name("FILE|-");

@@ -39,7 +39,7 @@ std::string PluginLibrary::DefaultPath() {
     std::error_code ignored;
     const auto folder = std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
     const auto beside = folder / PLUGIN_FILE;
-    const auto installed = folder.parent_path() / "lib" / PLUGIN_FILE;
+    const auto installed = (folder / IOSCHED_BIN_TO_LIB / PLUGIN_FILE).lexically_normal();
     const bool isInstalled = !std::filesystem::exists(beside, ignored) && std::filesystem::exists(installed, ignored);
     return (isInstalled ? installed : beside).string();
 }
