@@ -36,6 +36,8 @@ constexpr Entry FILES[] = {
     {"/dev/fuse", "Serves the kernel's control files of the virtual device."},
 };
 
+constexpr size_t WIDTH = 72;
+
 constexpr char SEE_ALSO[] = "unshare(1), mount_namespaces(7), user_namespaces(7), fuse(4)";
 
 // Text that roff prints as it stands.
@@ -62,9 +64,6 @@ std::string Escaped(std::string_view text) {
             case '~':
                 escaped += "\\(ti";
                 break;
-            case '\n':
-                escaped += ' ';
-                break;
             default:
                 escaped += character;
         }
@@ -80,12 +79,23 @@ std::string Italic(std::string_view text) {
     return text.empty() ? "" : "\\fI" + Escaped(text) + "\\fR";
 }
 
-// A line of its own, as a sentence.
-std::string Sentence(std::string text) {
-    if (!text.empty() && std::string_view(".!?").find(text.back()) == std::string_view::npos) {
-        text += '.';
+// The words of a text on lines of their own, none of them long.
+std::string Lines(const std::string& text) {
+    std::string lines;
+    std::string line;
+    for (const std::string& word : CLI::detail::split(text, ' ')) {
+        if (!line.empty() && line.size() + word.size() >= WIDTH) {
+            lines += Escaped(line) + '\n';
+            line.clear();
+        }
+        line += (line.empty() ? "" : " ") + word;
     }
-    return Escaped(text) + '\n';
+    return lines + Escaped(line) + '\n';
+}
+
+std::string Sentence(const std::string& text) {
+    const bool isWhole = !text.empty() && std::string_view(".!?").find(text.back()) != std::string_view::npos;
+    return Lines(isWhole ? text : text + '.');
 }
 
 bool TakesValue(const CLI::Option& option) {
@@ -141,21 +151,25 @@ std::string Usage(const CLI::App& app, const CLI::App& command) {
 std::string ExampleEntries(const CLI::App& command) {
     std::string text;
     for (const Example& example : ExamplesOf(command)) {
-        text += Tagged(Bold(example.command), example.meaning.empty() ? "" : Sentence(example.meaning));
+        text += Tagged(Bold(example.command), example.meaning.empty() ? "" : Lines(example.meaning));
     }
     return text;
 }
 
-// The help itself is told once, for all commands.
 std::string CommandSection(const CLI::App& command) {
     std::string text = ".SS " + Escaped(command.get_name()) + '\n' + Sentence(command.get_description());
+    const std::string examples = ExampleEntries(command);
+    if (!examples.empty()) {
+        text += ".PP\nExamples:\n.RS\n" + examples + ".RE\n";
+    }
+    text += ".PP\nArguments and options:\n.RS\n";
     for (const CLI::Option* positional : VisiblePositionals(command)) {
         text += Explained(*positional, WrittenPositional(*positional));
     }
     for (const CLI::Option* option : VisibleOptions(command)) {
-        text += option == command.get_help_ptr() ? "" : Explained(*option, Written(*option, false));
+        text += Explained(*option, Written(*option, false));
     }
-    return text;
+    return text + ".RE\n";
 }
 
 // The phrase that follows the program's name in lists of manual pages.
@@ -174,16 +188,15 @@ std::string ManPage(const CLI::App& app) {
     std::string title = app.get_name();
     std::transform(title.begin(), title.end(), title.begin(), [](unsigned char c) { return std::toupper(c); });
     std::string text = ".TH " + Escaped(title) + " 1 \"\" \"" + Escaped(app.version()) + "\" \"User Commands\"\n";
+    // Nothing that could be typed is broken or stretched.
+    text += ".nh\n.ad l\n";
     text += ".SH NAME\n" + Escaped(app.get_name()) + " \\- " + Escaped(Phrase(app.get_description())) + '\n';
     text += ".SH SYNOPSIS\n";
     for (const CLI::App* command : VisibleCommands(app)) {
         text += Usage(app, *command);
     }
-    text += ".SH DESCRIPTION\n" + Escaped(DESCRIPTION) + '\n';
+    text += ".SH DESCRIPTION\n" + Lines(DESCRIPTION);
     text += ".SH EXAMPLES\n" + ExampleEntries(app);
-    for (const CLI::App* command : VisibleCommands(app)) {
-        text += ExampleEntries(*command);
-    }
     text += ".SH OPTIONS\n";
     for (const CLI::Option* option : VisibleOptions(app)) {
         text += Explained(*option, Written(*option, false));
@@ -194,17 +207,17 @@ std::string ManPage(const CLI::App& app) {
     }
     text += ".SH EXIT STATUS\n";
     for (const auto& [code, meaning] : EXIT_CODES) {
-        text += Tagged(Bold(std::to_string(code)), Escaped(meaning) + '\n');
+        text += Tagged(Bold(std::to_string(code)), Lines(meaning));
     }
     text += ".SH ENVIRONMENT\n";
     for (const auto& [name, meaning] : ENVIRONMENT) {
-        text += Tagged(Bold(name), Escaped(meaning) + '\n');
+        text += Tagged(Bold(name), Lines(meaning));
     }
     text += ".SH FILES\n";
     for (const auto& [name, meaning] : FILES) {
-        text += Tagged(Italic(name), Escaped(meaning) + '\n');
+        text += Tagged(Italic(name), Lines(meaning));
     }
-    return text + ".SH SEE ALSO\n" + Escaped(SEE_ALSO) + '\n';
+    return text + ".SH SEE ALSO\n" + Lines(SEE_ALSO);
 }
 
 }  // namespace ZYRA::Host
