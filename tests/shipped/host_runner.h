@@ -18,10 +18,8 @@ struct Outcome {
     std::string output;  // Both streams.
 };
 
-// Runs the shipped host through the shell, and through the program that `runner` begins with.
-inline Outcome RunHost(const std::string& arguments, const std::string& runner = "") {
-    const std::string command = runner + HOST_BINARY + " " + arguments + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "re");
+inline Outcome RunInShell(const std::string& command) {
+    FILE* pipe = popen(("exec 2>&1; " + command).c_str(), "re");
     Outcome outcome{};
     char chunk[4096];
     for (size_t length = 0; (length = fread(chunk, 1, sizeof(chunk), pipe)) > 0;) {
@@ -29,6 +27,11 @@ inline Outcome RunHost(const std::string& arguments, const std::string& runner =
     }
     outcome.exitStatus = WEXITSTATUS(pclose(pipe));
     return outcome;
+}
+
+// Runs the shipped host through the shell, and through the program that `runner` begins with.
+inline Outcome RunHost(const std::string& arguments, const std::string& runner = "") {
+    return RunInShell(runner + HOST_BINARY + " " + arguments);
 }
 
 // A folder of its own for the files of one test.
