@@ -182,23 +182,6 @@ TEST_F(CliTest, RecordsAreToldWithTheirFilesAndPages) {
     EXPECT_EQ(tell(" ../mail").exitStatus, 2);
 }
 
-// The lines of the README come from the shipped plugin's journal; those that end in an ellipsis are cut there.
-TEST_F(CliTest, TellsWhoWasLimitedAsTheReadmeShows) {
-    const fs::path scenarios = SCENARIO_DIR;
-    const std::string told = RunHost("replay " + (scenarios / "limit_background.jsonl").string()).output;
-    std::istringstream readme(Read(scenarios.parent_path() / "README.md"));
-    size_t lines = 0;
-    bool isInside = false;
-    for (std::string line; std::getline(readme, line) && (!isInside || line != "```");) {
-        isInside = isInside || line == "Background IO";
-        if (isInside) {
-            ++lines;
-            EXPECT_NE(told.find(line.substr(0, line.find("…"))), std::string::npos) << line << "\n" << told;
-        }
-    }
-    EXPECT_GT(lines, 5u);
-}
-
 // In real time the shutdown has a thread of its own.
 TEST_F(CliTest, AShutdownInRealTimeIsOverBeforeThePluginIsDisabled) {
     const std::string scenario = Write("s.jsonl", "{\"t\":500,\"shutdown\":true}\n{\"plugin\":\"disable\"}\n");

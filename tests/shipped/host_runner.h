@@ -18,6 +18,7 @@ struct Outcome {
     std::string output;  // Both streams.
 };
 
+// Runs a command of the shell.
 inline Outcome RunInShell(const std::string& command) {
     FILE* pipe = popen(("exec 2>&1; " + command).c_str(), "re");
     Outcome outcome{};
@@ -29,7 +30,7 @@ inline Outcome RunInShell(const std::string& command) {
     return outcome;
 }
 
-// Runs the shipped host through the shell, and through the program that `runner` begins with.
+// Runs the shipped host, through the program that `runner` begins with.
 inline Outcome RunHost(const std::string& arguments, const std::string& runner = "") {
     return RunInShell(runner + HOST_BINARY + " " + arguments);
 }
