@@ -18,7 +18,7 @@ BUILD_PACKAGES=(
     nlohmann-json3-dev libsqlite3-dev libfuse3-dev libcli11-dev libfmt-dev
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
 )
-CI_PACKAGES=(clang clang-tidy clang-format libclang-rt-14-dev git shellcheck)
+CI_PACKAGES=(clang clang-tidy clang-format libclang-rt-14-dev git shellcheck chromium)
 COVERAGE_PACKAGES=(gcovr)
 COST_PACKAGES=(libboost-dev time)
 BENCH_PACKAGES=(clang-tidy clangd python3 gdb nodejs git cmake default-jre-headless g++ e2fsprogs vmtouch)

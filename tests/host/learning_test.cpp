@@ -180,5 +180,44 @@ RC_GTEST_PROP(SceneCacheTest, HoldsTheBestOfAllOpenings, ()) {
     }
 }
 
+// Of more publications than are told one by one, neighbours are told together, and nothing is lost.
+TEST_F(LearningTest, PeriodsAreJoinedWhereThereAreTooMany) {
+    constexpr uint64_t PUBLICATIONS = 2 * LearningSummary::MOST_PERIODS + 3;
+    for (uint64_t day = 0; day < PUBLICATIONS; ++day) {
+        const auto timeUs = static_cast<int64_t>(day) * DAY_US;
+        Train(timeUs, day, {"a/" + std::to_string(day)}, {"b/1", "b/2"});
+        Open(timeUs + MINUTE_US, "a/1", true, day % 2 == 0);
+    }
+    const auto& periods = learning_.Periods();
+    EXPECT_LE(periods.size(), LearningSummary::MOST_PERIODS);
+    EXPECT_GE(periods.size(), LearningSummary::MOST_PERIODS / 2);
+    LearningPeriod sum;
+    sum.publications = 0;
+    for (size_t index = 0; index < periods.size(); ++index) {
+        const LearningPeriod& period = periods[index];
+        EXPECT_EQ(period.fromUs, static_cast<int64_t>(sum.publications) * DAY_US);
+        EXPECT_EQ(period.publications, index + 1 < periods.size() ? periods[0].publications : period.publications);
+        sum.publications += period.publications;
+        EXPECT_EQ(period.setSize, sum.publications - 1);
+        sum.added += period.added;
+        sum.removed += period.removed;
+        sum.coldOpenings += period.coldOpenings;
+        sum.published += period.published;
+        sum.served += period.served;
+        sum.recent += period.recent;
+        sum.seenBefore += period.seenBefore;
+    }
+    EXPECT_EQ(sum.publications, PUBLICATIONS);
+    EXPECT_EQ(sum.added, PUBLICATIONS);
+    EXPECT_EQ(sum.removed, 2 * PUBLICATIONS);
+    const auto quality = learning_.Quality();
+    ASSERT_TRUE(quality);
+    EXPECT_EQ(sum.coldOpenings, quality->coldOpenings);
+    EXPECT_EQ(sum.published, quality->published.held);
+    EXPECT_EQ(sum.served, quality->served.held);
+    EXPECT_EQ(sum.recent, quality->recent.held);
+    EXPECT_EQ(sum.seenBefore, quality->seenBefore.held);
+}
+
 }  // namespace
 }  // namespace ZYRA::Host

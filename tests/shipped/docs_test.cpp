@@ -310,8 +310,8 @@ TEST_F(DocsTest, InputsAreReadAndSourcesCompile) {
                 const std::string name = block.kind.substr(block.kind.rfind(' ') + 1) + ".jsonl";
                 EXPECT_EQ(FirstMissing(block.lines, TextOf(fs::path(SCENARIO_DIR) / "expected" / name)), "");
             } else if (block.kind == "cpp") {
-                const Outcome outcome = RunInShell(CXX_COMMAND " -fsyntax-only -I" + SOURCES.string() +
-                                                   " " + Write("source.cpp", text));
+                const Outcome outcome =
+                    RunInShell(CXX_COMMAND " -fsyntax-only -I" + SOURCES.string() + " " + Write("source.cpp", text));
                 EXPECT_EQ(outcome.exitStatus, 0) << outcome.output;
             }
         }
