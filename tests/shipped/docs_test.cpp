@@ -43,6 +43,7 @@ constexpr const char* NOT_RUN[] = {
     "./run",
     "./test",
     "./bench",
+    ".ci/run",
     "tools/",
     "sudo",  // Install and build, or measure for minutes.
     "cmake",
@@ -180,7 +181,7 @@ Lines MissingIn(const std::string& command) {
             missing.push_back(what);
         }
     };
-    const bool isScript = program.starts_with("./") || program.starts_with("tools/");
+    const bool isScript = program.starts_with("./") || program.starts_with("tools/") || program.starts_with(".ci/");
     if (isScript) {
         need(fs::exists(SOURCES / program), program);
     } else if (program.starts_with("build/")) {
