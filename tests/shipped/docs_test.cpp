@@ -49,7 +49,8 @@ constexpr const char* NOT_RUN[] = {
     "cmake",
     "ctest",
     "build/fuzz/",
-    "pkg-config",  // Need a build or an installation of their own.
+    "pkg-config",
+    "g++",  // Need a build or an installation of their own.
     "build/release/bin/long_life",
     "build/release/bin/test_",  // Take minutes, or write into the sources.
     "git",                      // Show what the reader has changed.

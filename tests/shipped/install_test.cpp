@@ -63,40 +63,17 @@ TEST_F(InstallTest, TheMovedHostFindsItsLibrariesAndItsPlugin) {
     EXPECT_EQ(RunInShell(replay).exitStatus, 2);
 }
 
-// A service that loads the plugin, as its developer would build it.
+// The service of the documents, behind every header of the interfaces.
 TEST_F(InstallTest, AServiceIsBuiltWithPkgConfigAndDrivesThePlugin) {
+    const std::string document = Read(prefix_ / "share/doc/iosched/docs/installing.md");
+    const std::string fence = "```cpp\n";
+    const size_t begin = document.find(fence) + fence.size();
     std::string source;
     for (const std::string& header : NamesIn(prefix_ / "include/iosched/platform")) {
         source += "#include \"platform/" + header + "\"\n";
     }
-    source += R"(
-#include <dlfcn.h>
-#include <cstdio>
-using namespace ZYRA::ResourceSchedule;
-int main(int, char** argv) {
-    void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
-        std::puts(dlerror());
-        return 1;
-    }
-    const auto init = reinterpret_cast<bool (*)(std::string&)>(dlsym(library, "OnPluginInit"));
-    const auto dispatch =
-        reinterpret_cast<void (*)(const std::shared_ptr<ResData>&)>(dlsym(library, "OnDispatchResource"));
-    const auto dump = reinterpret_cast<void (*)(const std::vector<std::string>&, std::string&)>(dlsym(library, "OnDump"));
-    const auto disable = reinterpret_cast<void (*)()>(dlsym(library, "OnPluginDisable"));
-    std::string name = "libio_sched_plugin.z.so";
-    std::string told;
-    if (!init(name)) {
-        return 2;
-    }
-    dispatch(std::make_shared<ResData>(ResData{9, 1, nlohmann::json::object()}));
-    dump({"-h"}, told);
-    disable();
-    PluginMgr::GetInstance().UnSubscribeResource(name, 9);
-    std::printf("dumped %s\n", told.c_str());
-    return told.empty() ? 3 : dlclose(library);
-}
-)";
+    source += "const auto& manager = ZYRA::ResourceSchedule::PluginMgr::GetInstance();\n" +
+              document.substr(begin, document.find("```", begin) - begin);
     const std::string program = folder_ / "service";
     const std::string pkgConfig = "PKG_CONFIG_PATH=" + (libraries_ / "pkgconfig").string() + " pkg-config ";
     const Outcome built = RunInShell(std::string(CXX_COMMAND) + " -Wall -Wextra -Werror -o " + program + " " +
@@ -105,7 +82,7 @@ int main(int, char** argv) {
     ASSERT_EQ(built.exitStatus, 0) << built.output;
     const Outcome run = RunInShell(program + " $(" + pkgConfig + "--variable=plugin io_sched_plugin)");
     EXPECT_EQ(run.exitStatus, 0) << run.output;
-    EXPECT_NE(run.output.find("dumped "), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find("-dfx"), std::string::npos) << run.output;
 }
 
 // Whatever the help names, and nothing that roff takes for a request or for a hyphen.
