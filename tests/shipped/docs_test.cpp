@@ -2,7 +2,7 @@
 // What the documents show is what the program does: each command is run, each input is read, each link is followed.
 //
 // A fenced block says what it is:
-//   sh                     commands, run one by one in a folder of the document's own, as far as NOT_RUN lets them
+//   sh                     commands, run one by one in a folder of the document's own, unless NOT_RUN matches
 //   text output            lines that the block of commands before it prints, in this order; "…" stands for what
 //   follows text measured          the same with the numbers of one machine: only the words and the units are compared
 //   text diagram           a picture
@@ -39,24 +39,13 @@ using Lines = std::vector<std::string>;
 const fs::path SOURCES = fs::path(SCENARIO_DIR).parent_path();
 
 // Commands that are not run, by their beginning. What they name must exist.
-constexpr const char* NOT_RUN[] = {
-    "./run",
-    "./test",
-    "./bench",
-    ".ci/run",
-    "tools/",
-    "sudo",  // Install and build, or measure for minutes.
-    "cmake",
-    "ctest",
-    "build/fuzz/",
-    "pkg-config",
-    "g++",  // Need a build or an installation of their own.
-    "build/release/bin/long_life",
-    "build/release/bin/test_",  // Take minutes, or write into the sources.
-    "git",                      // Show what the reader has changed.
-    "iosched-host launch",
-    "build/release/bin/iosched-host launch",  // Change the machine; LaunchedTest runs them.
-};
+const std::regex NOT_RUN(
+    "([A-Z_]+=[^ ]* )*("
+    "\\./(run|test|bench)|tools/|\\.ci/"              // Install and build, or measure for minutes.
+    "|cmake|ctest|build/fuzz/|pkg-config|g\\+\\+|man "        // Need a build or an installation of their own.
+    "|build/release/bin/(long_life|test_)"            // Take minutes, or write into the sources.
+    "|git "                                           // Show what the reader has changed.
+    "|(build/release/bin/)?iosched-host launch).*");  // Change the machine; LaunchedTest runs them.
 
 const std::regex KINDS("sh|text (output|measured|diagram)|json (model|summary)|jsonl (scenario|journal [a-z_]+)|cpp");
 
@@ -152,12 +141,6 @@ Lines CommandsOf(const Block& block) {
     return commands;
 }
 
-bool IsRun(const std::string& command) {
-    const std::string bare = std::regex_replace(command, std::regex("^([A-Z_]+=[^ ]* )+"), "");
-    return std::none_of(std::begin(NOT_RUN), std::end(NOT_RUN),
-                        [&bare](const char* beginning) { return bare.starts_with(beginning); });
-}
-
 // What a command names that is not run: the program, options, presets and tests.
 Lines MissingIn(const std::string& command) {
     static const std::string presets = TextOf(SOURCES / "CMakePresets.json");
@@ -182,7 +165,7 @@ Lines MissingIn(const std::string& command) {
             missing.push_back(what);
         }
     };
-    const bool isScript = program.starts_with("./") || program.starts_with("tools/") || program.starts_with(".ci/");
+    const bool isScript = program.starts_with(".") || program.starts_with("tools/");
     if (isScript) {
         need(fs::exists(SOURCES / program), program);
     } else if (program.starts_with("build/")) {
@@ -253,8 +236,25 @@ protected:
         fs::create_symlink(HOST_BINARY, bin / "iosched-host");
         fs::create_directory(folder_ / "state");
         Run("iosched-host replay scenarios/cold_start_first.jsonl --data state");
-        Write("usage.csv", "App,Time,Duration\nMail,2024-05-01 12:34,90\nMaps,2024-05-01 12:36,20\n");
+        Write("usage.csv",
+              "App,Time,Duration,App name,Start,Length\nMail,2024-05-01 12:34,90,Mail,2024-05-01 12:34,90\n"
+              "Maps,2024-05-01 12:36,20,Maps,2024-05-01 12:36,20\n");
         Write("small.json", R"({"parameters": {"zyra.boot.vendor.ddrsize": "4"}})");
+        for (const char* name : {"cold_start.jsonl", "day.jsonl"}) {
+            fs::create_symlink(fs::path(SCENARIO_DIR) / "cold_start_first.jsonl", folder_ / name);
+        }
+    }
+
+    // Runs the command, or looks for what it names. Returns whether it was run.
+    bool Try(const std::string& command, std::string& output) const {
+        if (std::regex_match(command, NOT_RUN)) {
+            EXPECT_EQ(MissingIn(command), Lines()) << command;
+            return false;
+        }
+        const Outcome outcome = Run(command);
+        EXPECT_EQ(outcome.exitStatus, 0) << command << "\n" << outcome.output;
+        output += outcome.output;
+        return true;
     }
 
     Outcome Run(const std::string& command) const {
@@ -273,14 +273,7 @@ TEST_F(DocsTest, CommandsDoWhatIsShown) {
                 output.clear();
                 isShown = true;
                 for (const std::string& command : CommandsOf(block)) {
-                    if (!IsRun(command)) {
-                        EXPECT_EQ(MissingIn(command), Lines()) << command;
-                        isShown = false;
-                        continue;
-                    }
-                    const Outcome outcome = Run(command);
-                    EXPECT_EQ(outcome.exitStatus, 0) << command << "\n" << outcome.output;
-                    output += outcome.output;
+                    isShown = Try(command, output) && isShown;
                 }
             } else if (block.kind == "text output") {
                 EXPECT_TRUE(isShown) << "output of nothing";
@@ -288,6 +281,27 @@ TEST_F(DocsTest, CommandsDoWhatIsShown) {
             } else if (block.kind == "text measured" && isShown) {
                 EXPECT_EQ(FirstMissing(LinesOf(Shape(Joined(block.lines))), Shape(output)), "") << Shape(output);
             }
+        }
+    }
+}
+
+// An example of the help ends where two blanks are.
+TEST_F(DocsTest, ExamplesOfTheHelpRun) {
+    const std::string help = RunHost("--help").output;
+    Lines commands{""};
+    std::smatch match;
+    for (const std::string& line : LinesOf(help.substr(help.rfind("ubcommands:")))) {
+        if (std::regex_search(line, match, std::regex("^  ([a-z]+)  "))) {
+            commands.push_back(match[1]);
+        }
+    }
+    EXPECT_GT(commands.size(), 5u) << help;
+    for (const std::string& command : commands) {
+        const Lines lines = LinesOf(RunHost(command + " --help").output);
+        ASSERT_EQ(lines.front(), "Examples:") << command;
+        std::string output;
+        for (size_t at = 1; !lines.at(at).empty(); ++at) {
+            Try(std::regex_replace(lines[at].substr(2), std::regex("  .*"), ""), output);
         }
     }
 }
