@@ -25,6 +25,7 @@
 #include "host/report/summary_json.h"
 #include "host/report/summary_text.h"
 #include "host/report/timeline/run_timeline.h"
+#include "host/report/trace/trace_writer.h"
 #include "host/runtime/log_sink.h"
 #include "platform/log.h"
 
@@ -78,6 +79,8 @@ void ReplayCommand::AddTo(CLI::App& app) {
         ->type_name("FILE|-");
     command.add_option("--report", reportFile_, "Where to write a page for a browser that shows the run")
         ->type_name("FILE.html");
+    command.add_option("--trace", traceFile_, "Where to write a timeline for a trace viewer; - is standard output")
+        ->type_name("FILE|-");
     command.add_option("--log-level", logLevel_, "The lowest level that is logged")
         ->check(CLI::IsMember(&LOG_LEVELS).description(""))
         ->type_name("DEBUG|INFO|WARN|ERROR|FATAL")
@@ -101,14 +104,20 @@ ExitCode ReplayCommand::Run() {
     }
     options->realTime = isRealTime_;
     WantedFile journal{journalFile_};
+    WantedFile trace{traceFile_};
     WantedResult json(jsonFile_);
-    if (journal.IsStandardOutput() && json.IsStandardOutput()) {
-        return Fail(EXIT_BAD_INPUT, "iosched-host: --journal and --json cannot both go to standard output");
+    const bool isOutputTaken = journal.IsStandardOutput() || json.IsStandardOutput() || trace.IsStandardOutput();
+    if (journal.IsStandardOutput() + json.IsStandardOutput() + trace.IsStandardOutput() > 1) {
+        return Fail(EXIT_BAD_INPUT,
+                    "iosched-host: only one of --journal, --json and --trace can go to standard output");
     }
     // The scenario is read while it is replayed.
     std::error_code ignored;
     if (!journalFile_.empty() && std::filesystem::equivalent(scenarioFile_, journalFile_, ignored)) {
         return Fail(EXIT_BAD_INPUT, journalFile_ + ": the scenario cannot be its own journal");
+    }
+    if (!traceFile_.empty() && std::filesystem::equivalent(scenarioFile_, traceFile_, ignored)) {
+        return Fail(EXIT_BAD_INPUT, traceFile_ + ": the scenario cannot be its own trace");
     }
     WantedResult report(reportFile_);
     if (!json.Prepare()) {
@@ -119,6 +128,9 @@ ExitCode ReplayCommand::Run() {
     }
     if (!journal.Create()) {
         return Fail(EXIT_BAD_INPUT, FileError(journalFile_).Text());
+    }
+    if (!trace.Create()) {
+        return Fail(EXIT_BAD_INPUT, FileError(traceFile_).Text());
     }
 
     if (const auto refusal = EnterSandbox(*sandbox); refusal) {
@@ -137,10 +149,22 @@ ExitCode ReplayCommand::Run() {
     if (report.IsWanted()) {
         sinks.push_back(&timeline.emplace());
     }
+    std::optional<TraceWriter> tracer;
+    std::optional<LogLevelFilter> toTracer;
+    if (trace.file != nullptr) {
+        tracer.emplace(*trace.file);
+        sinks.push_back(&toTracer.emplace(lowest, *tracer));
+    }
     Findings findings;
     RunNotedReplay(*model, *scenario, *options, lowest, sinks, findings);
     if (const int failure = journal.Finish(); failure != 0) {
         return Fail(EXIT_RUN_FAILED, journalFile_ + ": " + std::strerror(failure));
+    }
+    if (tracer) {
+        tracer->Finish();
+    }
+    if (const int failure = trace.Finish(); failure != 0) {
+        return Fail(EXIT_RUN_FAILED, traceFile_ + ": " + std::strerror(failure));
     }
     if (findings.result.outcome != ReplayOutcome::DONE) {
         return Fail(ExitCodeOf(findings.result.outcome), findings.result.error);
@@ -154,7 +178,7 @@ ExitCode ReplayCommand::Run() {
             return Fail(EXIT_RUN_FAILED, reportFile_ + ": " + std::strerror(failure));
         }
     }
-    std::FILE* const stream = journal.IsStandardOutput() || json.IsStandardOutput() ? stderr : stdout;
+    std::FILE* const stream = isOutputTaken ? stderr : stdout;
     const std::string text = SummaryText(findings, IsColoured(stream));
     if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() || std::fflush(stream) != 0) {
         return Fail(EXIT_RUN_FAILED, std::string("standard output: ") + std::strerror(errno));

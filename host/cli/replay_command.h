@@ -26,6 +26,7 @@ private:
     std::string journalFile_;
     std::string jsonFile_;
     std::string reportFile_;
+    std::string traceFile_;
     std::string logLevel_ = "INFO";
     ReplaySettings settings_;
     bool isRealTime_ = false;
