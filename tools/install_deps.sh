@@ -17,6 +17,7 @@ BUILD_PACKAGES=(
     g++ lld cmake ninja-build pkg-config
     nlohmann-json3-dev libsqlite3-dev libfuse3-dev libcli11-dev libfmt-dev
     libgtest-dev libgmock-dev librapidcheck-dev libbenchmark-dev
+    protobuf-compiler
 )
 CI_PACKAGES=(clang clang-tidy clang-format libclang-rt-14-dev git shellcheck chromium)
 COVERAGE_PACKAGES=(gcovr)
