@@ -264,6 +264,7 @@ Cost LongestTask(Host::VirtualRuntime& runtime) {
             longest.cpuMs = end.cpuMs - begin.cpuMs;
         }
         begin = TimesNow();
+        return true;
     });
     constexpr double LARGEST_REST = 0.1;
     if (allMs > longest.cpuMs * (1 + LARGEST_REST)) {

@@ -7,8 +7,9 @@ namespace ZYRA::Host {
 enum ExitCode : int {
     EXIT_DONE = 0,
     EXIT_RUN_FAILED = 1,
-    EXIT_BAD_INPUT = 2,   // Usage, or a file that the user named.
-    EXIT_NO_SANDBOX = 3,  // The machine does not let us build the virtual device.
+    EXIT_BAD_INPUT = 2,      // Usage, or a file that the user named.
+    EXIT_NO_SANDBOX = 3,     // The machine does not let us build the virtual device.
+    EXIT_INTERRUPTED = 130,  // As a shell tells of SIGINT: what there was until then has been told.
 };
 
 // Every code as the man page tells it.

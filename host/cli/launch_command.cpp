@@ -16,10 +16,10 @@
 #include "host/launch/launch_machine.h"
 #include "host/launch/launch_runner.h"
 #include "host/launch/launch_table.h"
-#include "host/launch/progress_line.h"
 #include "host/replay/journal_writer.h"
 #include "host/replay/printable.h"
 #include "host/replay/sink_registration.h"
+#include "host/report/progress_line.h"
 #include "host/sandbox/sandbox.h"
 
 namespace ZYRA::Host {

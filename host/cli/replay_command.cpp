@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "host/cli/help.h"
+#include "host/cli/replay_progress.h"
+#include "host/cli/stop_signals.h"
 #include "host/cli/wanted_file.h"
 #include "host/replay/journal_writer.h"
 #include "host/replay/log_level_filter.h"
@@ -22,6 +24,7 @@
 #include "host/report/findings.h"
 #include "host/report/noted_replay.h"
 #include "host/report/page/report_page.h"
+#include "host/report/progress_line.h"
 #include "host/report/summary_json.h"
 #include "host/report/summary_text.h"
 #include "host/report/timeline/run_timeline.h"
@@ -156,7 +159,18 @@ ExitCode ReplayCommand::Run() {
         sinks.push_back(&toTracer.emplace(lowest, *tracer));
     }
     Findings findings;
-    RunNotedReplay(*model, *scenario, *options, lowest, sinks, findings);
+    ProgressLine progress;
+    if (!journal.IsStandardOutput()) {
+        const std::string name = std::filesystem::path(scenarioFile_).filename();
+        options->onProgress = TellReplayOn(progress, "replaying " + name, scenario->StepCount());
+    }
+    {
+        SignalInbox signals(STOP_SIGNALS);
+        const StopOnSignal stopping(signals);
+        options->stop = stopping.Token();
+        RunNotedReplay(*model, *scenario, *options, lowest, sinks, findings);
+    }
+    progress.Clear();
     if (const int failure = journal.Finish(); failure != 0) {
         return Fail(EXIT_RUN_FAILED, journalFile_ + ": " + std::strerror(failure));
     }
@@ -183,7 +197,7 @@ ExitCode ReplayCommand::Run() {
     if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() || std::fflush(stream) != 0) {
         return Fail(EXIT_RUN_FAILED, std::string("standard output: ") + std::strerror(errno));
     }
-    return EXIT_DONE;
+    return findings.result.isInterrupted ? EXIT_INTERRUPTED : EXIT_DONE;
 }
 
 }  // namespace ZYRA::Host

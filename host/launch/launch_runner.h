@@ -16,7 +16,7 @@
 #include "host/launch/launch_result.h"
 #include "host/launch/program_command.h"
 #include "host/launch/program_output.h"
-#include "host/launch/progress_line.h"
+#include "host/report/progress_line.h"
 
 namespace ZYRA::Host {
 

@@ -98,27 +98,48 @@ private:
     std::vector<std::jthread> shutdowns_;
 };
 
-// Everything between the loading and the unloading of the plugin. Returns "", or what has kept it from its end.
-std::string RunSteps(StepRunner& runner, ReplayClock& clock, ScenarioFile& scenario, const ReplayOptions& options) {
+// Everything between the loading and the unloading of the plugin. Returns "", or what has kept it from its end, be it
+// a stop.
+std::string RunSteps(StepRunner& runner, ReplayClock& clock, ScenarioFile& scenario, const ReplayOptions& options,
+                     ReplayResult& result) {
     PublishedSets publishedSets;
     const SinkRegistration registration(&publishedSets);
-    const auto advanceTo = [&](int64_t timeUs) { clock.AdvanceTo(timeUs, [&] { publishedSets.TellJournal(); }); };
+    const auto tell = [&] {
+        if (options.onProgress) {
+            options.onProgress({result.steps, clock.Runtime().ElapsedUs()});
+        }
+    };
+    const auto advanceTo = [&](int64_t timeUs) {
+        clock.AdvanceTo(timeUs, [&] {
+            if (clock.RunsOnCaller()) {
+                publishedSets.TellJournal();
+            }
+            tell();
+        });
+        return !options.stop.stop_requested();
+    };
     InputError error;
     int64_t lastUs = 0;
     bool isGoing = runner.Take(PluginStep{true});
-    while (isGoing) {
+    bool isInTime = true;
+    while (isGoing && isInTime) {
         auto step = scenario.Next(error);
         if (!step) {
             break;
         }
         lastUs = step->timeUs;
-        advanceTo(lastUs);
-        isGoing = runner.Run(std::move(*step));
+        isInTime = advanceTo(lastUs);
+        if (isInTime) {
+            isGoing = runner.Run(std::move(*step));
+            ++result.steps;
+            tell();
+        }
     }
     const bool isRead = error.what.empty();
-    if (isGoing && isRead) {
-        advanceTo(lastUs + options.settleUs);
+    if (isGoing && isRead && isInTime) {
+        isInTime = advanceTo(lastUs + options.settleUs);
     }
+    result.isInterrupted = !isInTime;
     runner.Take(PluginStep{false});
     if (!isGoing) {
         return options.pluginPath + ": the plugin refused to start";
@@ -135,7 +156,7 @@ void RunOnDevice(VirtualDevice& device, ReplayClock& clock, ScenarioFile& scenar
     }
     {
         StepRunner runner(clock, device, *plugin);
-        result.error = RunSteps(runner, clock, scenario, options);
+        result.error = RunSteps(runner, clock, scenario, options, result);
         result.outcome = result.error.empty() ? ReplayOutcome::DONE : ReplayOutcome::FAILED;
     }
     result.deviceUs = clock.Runtime().ElapsedUs();
@@ -148,7 +169,9 @@ void RunOnDevice(VirtualDevice& device, ReplayClock& clock, ScenarioFile& scenar
 ReplayResult RunReplay(const DeviceModel& model, ScenarioFile& scenario, const ReplayOptions& options) {
     const auto start = std::chrono::steady_clock::now();
     ReplayResult result;
-    const auto clock = options.realTime ? ReplayClock::Real() : ReplayClock::Virtual(model.startTimeS);
+    result.allSteps = scenario.StepCount();
+    const auto clock =
+        options.realTime ? ReplayClock::Real(options.stop) : ReplayClock::Virtual(model.startTimeS, options.stop);
     for (const DeviceStep& step : scenario.StartDevice()) {
         const StepEnd end;
         Journal::GetInstance().Append(step);

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/replay/replay_clock.h"
 
+#include <algorithm>
 #include <chrono>
-#include <thread>
+#include <condition_variable>
+#include <mutex>
+#include <utility>
 
 #include "host/runtime/thread_runtime.h"
 #include "host/runtime/virtual_runtime.h"
@@ -32,40 +35,60 @@ private:
 
 class VirtualClock final : public ReplayClock {
 public:
-    explicit VirtualClock(int64_t startTimeS) : installed_(startTimeS) {}
+    VirtualClock(int64_t startTimeS, std::stop_token stop) : stop_(std::move(stop)), installed_(startTimeS) {}
 
-    void AdvanceTo(int64_t timeUs, const std::function<void()>& afterTask) override {
-        installed_.Get().RunUntil(timeUs, afterTask);
+    void AdvanceTo(int64_t timeUs, const std::function<void()>& meanwhile) override {
+        if (stop_.stop_requested()) {
+            return;
+        }
+        installed_.Get().RunUntil(timeUs, [&] {
+            meanwhile();
+            return !stop_.stop_requested();
+        });
     }
     TaskRuntime& Runtime() override { return installed_.Get(); }
     bool RunsOnCaller() const override { return true; }
     std::optional<uint64_t> TasksRun() const override { return installed_.Get().TasksRun(); }
 
 private:
+    const std::stop_token stop_;
     Installed<VirtualRuntime> installed_;
 };
 
 class RealClock final : public ReplayClock {
 public:
-    void AdvanceTo(int64_t timeUs, const std::function<void()>& /*afterTask*/) override {
-        std::this_thread::sleep_for(std::chrono::microseconds(timeUs - installed_.Get().ElapsedUs()));
+    explicit RealClock(std::stop_token stop) : stop_(std::move(stop)) {}
+
+    void AdvanceTo(int64_t timeUs, const std::function<void()>& meanwhile) override {
+        std::mutex mutex;
+        std::condition_variable_any nothing;
+        std::unique_lock lock(mutex);
+        for (int64_t left = timeUs - installed_.Get().ElapsedUs(); left > 0 && !stop_.stop_requested();
+             left = timeUs - installed_.Get().ElapsedUs()) {
+            nothing.wait_for(lock, stop_, std::chrono::microseconds(std::min(left, MEANWHILE_US)),
+                             [] { return false; });
+            meanwhile();
+        }
     }
     TaskRuntime& Runtime() override { return installed_.Get(); }
     bool RunsOnCaller() const override { return false; }
     std::optional<uint64_t> TasksRun() const override { return std::nullopt; }
 
 private:
+    static constexpr int64_t MEANWHILE_US = 100000;
+
+    const std::stop_token stop_;
     Installed<ThreadRuntime> installed_;
 };
 
 }  // namespace
 
-std::unique_ptr<ReplayClock> ReplayClock::Virtual(int64_t startTimeS) {
-    return std::make_unique<VirtualClock>(startTimeS);
+std::unique_ptr<ReplayClock> ReplayClock::Virtual(int64_t startTimeS, std::stop_token stop) {
+    return std::make_unique<VirtualClock>(startTimeS, std::move(stop));
 }
 
-std::unique_ptr<ReplayClock> ReplayClock::Real() {
-    return std::make_unique<RealClock>();
+std::unique_ptr<ReplayClock> ReplayClock::Real(std::stop_token stop) {
+    return std::make_unique<RealClock>(std::move(stop));
 }
 
 }  // namespace ZYRA::Host

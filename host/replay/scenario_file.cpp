@@ -19,12 +19,14 @@ namespace {
 
 constexpr size_t PIECE_SIZE = 1 << 16;
 
-// Appends the next piece of the file. Returns false at its end, or with errno set when it cannot be read.
-bool ReadPiece(int file, std::string& text) {
+// Appends the next piece, which `readInto` reads as read(2) does. Returns false at the end, or with errno set when it
+// cannot be read.
+template <typename ReadInto>
+bool ReadPiece(const ReadInto& readInto, std::string& text) {
     const size_t before = text.size();
     text.resize(before + PIECE_SIZE);
     errno = 0;
-    const ssize_t size = RetryOnEintr([&] { return read(file, text.data() + before, PIECE_SIZE); });
+    const ssize_t size = RetryOnEintr([&] { return readInto(text.data() + before, PIECE_SIZE); });
     text.resize(before + (size > 0 ? static_cast<size_t>(size) : 0));
     errno = size >= 0 ? 0 : errno;
     return size > 0;
@@ -34,7 +36,8 @@ bool ReadPiece(int file, std::string& text) {
 UniqueFd Kept(int file) {
     UniqueFd kept(memfd_create("scenario", MFD_CLOEXEC));
     std::string piece;
-    while (kept.Valid() && ReadPiece(file, piece)) {
+    const auto readOn = [file](char* buffer, size_t size) { return read(file, buffer, size); };
+    while (kept.Valid() && ReadPiece(readOn, piece)) {
         const ssize_t written = RetryOnEintr([&] { return write(kept.Get(), piece.data(), piece.size()); });
         if (written != static_cast<ssize_t>(piece.size())) {
             errno = written < 0 ? errno : ENOSPC;
@@ -104,21 +107,21 @@ void ScenarioFile::CheckUnchanged() const {
 }
 
 void ScenarioFile::Rewind() {
-    if (lseek(file_.Get(), 0, SEEK_SET) != 0) {
-        Fail();
-    }
     reader_ = ScenarioReader(path_);
+    offset_ = 0;
     text_.clear();
     at_ = 0;
 }
 
 std::optional<std::string_view> ScenarioFile::NextLine() {
+    const auto readOn = [this](char* buffer, size_t size) { return pread(file_.Get(), buffer, size, offset_); };
     size_t end = text_.find('\n', at_);
     while (end == std::string::npos) {
         text_.erase(0, at_);
         at_ = 0;
         const size_t before = text_.size();
-        const bool isMore = ReadPiece(file_.Get(), text_);
+        const bool isMore = ReadPiece(readOn, text_);
+        offset_ += static_cast<off_t>(text_.size() - before);
         if (isMore || errno == 0) {
             CheckUnchanged();
             errno = 0;

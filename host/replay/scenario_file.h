@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <sys/types.h>
+
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -26,6 +28,9 @@ public:
     // Patches that describe the device on which the plugin starts, in order.
     const std::vector<DeviceStep>& StartDevice() const { return startDevice_; }
 
+    // How many steps it has, without those patches.
+    uint64_t StepCount() const { return checkedSteps_; }
+
     // The next step; nothing behind the last, and nothing, with `error` filled, when the file is not what it was when
     // it was checked.
     std::optional<ScenarioStep> Next(InputError& error);
@@ -50,13 +55,15 @@ private:
     [[noreturn]] void Fail() const;
 
     const std::string path_;
+    // A forked process that shares the file reads it on its own.
     UniqueFd file_;
     State checkedState_{};
     std::vector<DeviceStep> startDevice_;
     uint64_t checkedSteps_ = 0;
 
-    // Where the reading is: `text_` from `at_` on comes before the rest of the file.
+    // Where the reading is: `text_` from `at_` on comes before the rest of the file, which begins at `offset_`.
     ScenarioReader reader_;
+    off_t offset_ = 0;
     std::string text_;
     size_t at_ = 0;
     uint64_t steps_ = 0;

@@ -162,6 +162,7 @@ OrderedJson SysEvents(const Summary& summary) {
 OrderedJson SummaryObject(const Findings& findings) {
     const auto& [summary, learning, limits, result] = findings;
     OrderedJson json = {{"schema", SCHEMA},
+                        {"interrupted", result.isInterrupted},
                         {"totals", Totals(summary)},
                         {"scenes", Scenes(summary)},
                         {"learning", Learning(learning)},
@@ -176,7 +177,9 @@ OrderedJson SummaryObject(const Findings& findings) {
                         {"systemEvents", SysEvents(summary)},
                         {"monitors", Monitors(summary)},
                         {"counts",
-                         {{"events", summary.Events()},
+                         {{"steps", result.steps},
+                          {"scenarioSteps", result.allSteps},
+                          {"events", summary.Events()},
                           {"journalEntries", summary.Entries()},
                           {"systemEvents", summary.SysEventCount()},
                           {"tasks", nullptr},

@@ -89,6 +89,7 @@ class SummaryWriter {
 public:
     explicit SummaryWriter(bool isColoured) : isColoured_(isColoured) {}
 
+    void Interruption(const ReplayResult& result);
     void Scenes(const Summary& summary);
     void Learning(const LearningSummary& learning);
     void Quality(const LearningQuality& quality, uint64_t capacity);
@@ -114,6 +115,12 @@ private:
     const bool isColoured_;
     std::string text_;
 };
+
+void SummaryWriter::Interruption(const ReplayResult& result) {
+    if (result.isInterrupted) {
+        text_ += Painted("31", InterruptionText(result)) + '\n';
+    }
+}
 
 void SummaryWriter::Scenes(const Summary& summary) {
     Heading("Scenes");
@@ -303,9 +310,14 @@ void SummaryWriter::Counts(const Summary& summary, const ReplayResult& result) {
 
 }  // namespace
 
+std::string InterruptionText(const ReplayResult& result) {
+    return fmt::format("interrupted after {} of {}", result.steps, Counted(result.allSteps, "step"));
+}
+
 std::string SummaryText(const Findings& findings, bool isColoured) {
     const auto& [summary, learning, limits, result] = findings;
     SummaryWriter writer(isColoured);
+    writer.Interruption(result);
     writer.Scenes(summary);
     writer.Learning(learning);
     writer.Limits(limits);

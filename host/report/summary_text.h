@@ -10,4 +10,7 @@ namespace ZYRA::Host {
 // The summary as the user reads it: plain text in lines, with terminal colours when asked for.
 std::string SummaryText(const Findings& findings, bool isColoured);
 
+// "interrupted after 12 of 400 steps".
+std::string InterruptionText(const ReplayResult& result);
+
 }  // namespace ZYRA::Host

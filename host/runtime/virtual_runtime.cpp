@@ -124,11 +124,12 @@ std::unique_ptr<TaskQueue> VirtualRuntime::CreateQueue(const std::string& /*name
     return std::make_unique<VirtualQueue>(state_, ++state_->lastQueueId, nowUs_);
 }
 
-void VirtualRuntime::RunUntil(int64_t timeUs, const std::function<void()>& afterTask) {
+void VirtualRuntime::RunUntil(int64_t timeUs, const std::function<bool()>& goesOn) {
     State& state = *state_;
     state.mutex.lock();
     state.driver = std::this_thread::get_id();
-    while (!state.waiting.empty() && state.waiting.begin()->first.first <= std::max(timeUs, ElapsedUs())) {
+    bool isGoing = true;
+    while (isGoing && !state.waiting.empty() && state.waiting.begin()->first.first <= std::max(timeUs, ElapsedUs())) {
         const auto next = state.waiting.begin();
         const auto [due, sequence] = next->first;
         std::function<void()> task = std::move(next->second.task);
@@ -142,14 +143,12 @@ void VirtualRuntime::RunUntil(int64_t timeUs, const std::function<void()>& after
         state.mutex.unlock();
         task();
         task = nullptr;
-        if (afterTask) {
-            afterTask();
-        }
+        isGoing = !goesOn || goesOn();
         state.mutex.lock();
         state.runningQueueId = 0;
         state.idle.NotifyAll();
     }
-    if (timeUs > ElapsedUs()) {
+    if (isGoing && timeUs > ElapsedUs()) {
         nowUs_.store(timeUs, std::memory_order_relaxed);
     }
     state.driver = std::thread::id();

@@ -29,9 +29,9 @@ public:
 
     // Runs what is due at or before `timeUs`, also what those tasks submit up to then, and leaves the clock at
     // `timeUs`. Where something has taken time beyond that, the clock stays there, and what was due by then has run. A
-    // time in the past runs what is due now. Calls `afterTask`, if any, after each task, while none runs. Not from
-    // within a task.
-    void RunUntil(int64_t timeUs, const std::function<void()>& afterTask = nullptr);
+    // time in the past runs what is due now. Calls `goesOn`, if any, after each task, while none runs; when that
+    // returns false the clock stays where it is. Not from within a task.
+    void RunUntil(int64_t timeUs, const std::function<bool()>& goesOn = nullptr);
 
     // The number of tasks that have run.
     uint64_t TasksRun() const;

@@ -18,6 +18,9 @@ public:
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
 
+    // Whether there is a terminal.
+    bool IsShown() const { return isShown_; }
+
     // One line; what is wider than the terminal is cut.
     void Show(const std::string& text);
     void Clear();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/launch/progress_line.h"
+#include "host/report/progress_line.h"
 
 #include <sys/ioctl.h>
 
