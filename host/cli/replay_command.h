@@ -6,6 +6,7 @@
 
 #include "host/cli/exit_code.h"
 #include "host/cli/replay_inputs.h"
+#include "host/cli/replay_outputs.h"
 
 namespace ZYRA::Host {
 
@@ -23,11 +24,8 @@ private:
     std::string scenarioFile_;
     std::string deviceFile_;
     std::string dataFolder_;
-    std::string journalFile_;
-    std::string jsonFile_;
-    std::string reportFile_;
-    std::string traceFile_;
     std::string logLevel_ = "INFO";
+    ReplayOutputs outputs_;
     ReplaySettings settings_;
     bool isRealTime_ = false;
     bool revealsPrivate_ = false;

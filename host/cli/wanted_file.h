@@ -44,6 +44,7 @@ public:
 
     // Whether it can be written, with errno set if not; before the sandbox, where the path may lead elsewhere.
     bool Prepare();
+    const std::string& Path() const { return path_; }
     bool IsWanted() const { return !path_.empty(); }
     bool IsStandardOutput() const { return path_ == OutputFile::STANDARD_OUTPUT; }
     // Returns 0 or an errno. REQUIRES: called once, after Prepare has returned true.

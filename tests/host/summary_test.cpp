@@ -122,7 +122,7 @@ TEST(SummaryTest, TextIsWhatPeopleRead) {
                       {20000, SysEventEntry{"RSS", "FAULT_X", EventLogType::FAULT, {{"UID", 7}, {"WHY", "x"}}}},
                       {1000000, PluginStep{false}},
                   });
-    findings.result = {ReplayOutcome::DONE, "", 1000000, 2500, 3};
+    findings.result = {ReplayOutcome::DONE, "", false, 5, 5, 1000000, 2500, 3};
     EXPECT_EQ(SummaryText(findings, false),
               "Scenes\n"
               "  scene        bound  record found  records made  pages  prereads  failed    bytes\n"

@@ -41,11 +41,11 @@ const fs::path SOURCES = fs::path(SCENARIO_DIR).parent_path();
 // Commands that are not run, by their beginning. What they name must exist.
 const std::regex NOT_RUN(
     "([A-Z_]+=[^ ]* )*("
-    "\\./(run|test|bench)|tools/|\\.ci/"              // Install and build, or measure for minutes.
-    "|cmake|ctest|build/fuzz/|pkg-config|g\\+\\+|man "        // Need a build or an installation of their own.
-    "|build/release/bin/(long_life|test_)"            // Take minutes, or write into the sources.
-    "|git "                                           // Show what the reader has changed.
-    "|(build/release/bin/)?iosched-host launch).*");  // Change the machine; LaunchedTest runs them.
+    "\\./(run|test|bench)|tools/|\\.ci/"                // Install and build, or measure for minutes.
+    "|cmake|ctest|build/fuzz/|pkg-config|g\\+\\+|man "  // Need a build or an installation of their own.
+    "|build/release/bin/(long_life|test_)"              // Take minutes, or write into the sources.
+    "|git "                                             // Show what the reader has changed.
+    "|(build/release/bin/)?iosched-host launch).*");    // Change the machine; LaunchedTest runs them.
 
 const std::regex KINDS("sh|text (output|measured|diagram)|json (model|summary)|jsonl (scenario|journal [a-z_]+)|cpp");
 

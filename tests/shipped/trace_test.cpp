@@ -333,8 +333,8 @@ TEST_F(TraceTest, AFileThatCannotBeWrittenIsToldWithItsStatus) {
     } rows[] = {
         {"--trace /dev/full", 1, "/dev/full: No space left on device"},
         {"--trace " + File("missing/trace"), 2, "missing/trace: No such file or directory"},
-        {"--trace " + scenario, 2, "s.jsonl: the scenario cannot be its own trace"},
-        {"--trace - --json -", 2, "only one of --journal, --json and --trace can go to standard output"},
+        {"--trace " + scenario, 2, "s.jsonl: is the scenario, and cannot be written to"},
+        {"--trace - --json -", 2, "only one of --journal, --json, --report and --trace can go to standard output"},
     };
     for (const auto& row : rows) {
         const Outcome outcome = RunHost("replay " + scenario + " " + row.arguments);
