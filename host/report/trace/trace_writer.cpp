@@ -16,13 +16,13 @@ namespace {
 
 // The order of the tracks. Queues come as they are met.
 constexpr uint64_t STEPS_RANK = 0;
-constexpr uint64_t MONITORS_RANK = 1;
-constexpr uint64_t SWITCHES_RANK = 10;
-constexpr uint64_t FAULTS_RANK = 20;
-constexpr uint64_t SYS_EVENTS_RANK = 21;
-constexpr uint64_t COUNTERS_RANK = 30;
-constexpr uint64_t OTHERS_RANK = 40;
-constexpr uint64_t QUEUES_RANK = 50;
+constexpr uint64_t QUEUES_RANK = 1;
+constexpr uint64_t MONITORS_RANK = 1000;
+constexpr uint64_t SWITCHES_RANK = 1010;
+constexpr uint64_t FAULTS_RANK = 1020;
+constexpr uint64_t SYS_EVENTS_RANK = 1021;
+constexpr uint64_t COUNTERS_RANK = 1030;
+constexpr uint64_t OTHERS_RANK = 1040;
 
 constexpr char OUT_OF_WORK[] = "OUTOFWORK";
 
