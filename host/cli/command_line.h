@@ -3,6 +3,7 @@
 
 #include <CLI/App.hpp>
 
+#include "host/cli/compare_command.h"
 #include "host/cli/generate_command.h"
 #include "host/cli/import_command.h"
 #include "host/cli/launch_command.h"
@@ -26,6 +27,7 @@ public:
 private:
     CLI::App app_;
     ReplayCommand replay_;
+    CompareCommand compare_;
     GenerateCommand generate_;
     ImportCommand import_;
     RecordsCommand records_;

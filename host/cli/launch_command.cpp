@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -145,9 +144,8 @@ ExitCode LaunchCommand::Run() {
         return fail(jsonFile_ + ": " + std::strerror(failure));
     }
     std::FILE* const stream = json.IsStandardOutput() ? stderr : stdout;
-    const std::string text = LaunchTable(result);
-    if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() || std::fflush(stream) != 0) {
-        return fail(std::string("standard output: ") + std::strerror(errno));
+    if (const int failure = Print(stream, LaunchTable(result)); failure != 0) {
+        return fail(std::string("standard output: ") + std::strerror(failure));
     }
     return leftOver.empty() ? EXIT_DONE : Fail(EXIT_RUN_FAILED, "iosched-host launch: " + leftOver);
 }

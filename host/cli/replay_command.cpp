@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -21,7 +20,7 @@
 #include "host/replay/scenario_file.h"
 #include "host/report/findings.h"
 #include "host/report/noted_replay.h"
-#include "host/report/progress_line.h"
+#include "host/report/paced_progress.h"
 #include "host/report/summary_text.h"
 #include "host/runtime/log_sink.h"
 #include "platform/log.h"
@@ -41,20 +40,6 @@ const std::map<std::string, LogLevel> LOG_LEVELS = {{"DEBUG", LogLevel::DEBUG},
                                                     {"WARN", LogLevel::WARN},
                                                     {"ERROR", LogLevel::ERROR},
                                                     {"FATAL", LogLevel::FATAL}};
-
-ExitCode ExitCodeOf(ReplayOutcome outcome) {
-    switch (outcome) {
-        case ReplayOutcome::DONE:
-            return EXIT_DONE;
-        case ReplayOutcome::FAILED:
-            return EXIT_RUN_FAILED;
-        case ReplayOutcome::BAD_PLUGIN:
-            return EXIT_BAD_INPUT;
-        case ReplayOutcome::NO_DEVICE:
-            return EXIT_NO_SANDBOX;
-    }
-    return EXIT_RUN_FAILED;
-}
 
 bool IsColoured(std::FILE* stream) {
     const char* noColour = std::getenv("NO_COLOR");
@@ -105,7 +90,8 @@ ExitCode ReplayCommand::Run() {
     const std::vector<JournalSink*> sinks = outputs_.Sinks(lowest);
     const std::string name = std::filesystem::path(scenarioFile_).filename();
     Findings findings;
-    ProgressLine progress;
+    ProgressLine line;
+    PacedProgress progress(line);
     if (!outputs_.IsWritingToStandardOutput()) {
         options->onProgress = TellReplayOn(progress, "replaying " + name, scenario->StepCount());
     }
@@ -115,7 +101,7 @@ ExitCode ReplayCommand::Run() {
         options->stop = stopping.Token();
         RunNotedReplay(*model, *scenario, *options, lowest, sinks, findings);
     }
-    progress.Clear();
+    line.Clear();
     if (const std::string failure = outputs_.FinishSinks(); !failure.empty()) {
         return Fail(EXIT_RUN_FAILED, failure);
     }
@@ -126,9 +112,8 @@ ExitCode ReplayCommand::Run() {
         return Fail(EXIT_RUN_FAILED, failure);
     }
     std::FILE* const stream = outputs_.SummaryStream();
-    const std::string text = SummaryText(findings, IsColoured(stream));
-    if (std::fwrite(text.data(), 1, text.size(), stream) != text.size() || std::fflush(stream) != 0) {
-        return Fail(EXIT_RUN_FAILED, std::string("standard output: ") + std::strerror(errno));
+    if (const int failure = Print(stream, SummaryText(findings, IsColoured(stream))); failure != 0) {
+        return Fail(EXIT_RUN_FAILED, std::string("standard output: ") + std::strerror(failure));
     }
     return findings.result.isInterrupted ? EXIT_INTERRUPTED : EXIT_DONE;
 }

@@ -70,4 +70,18 @@ std::optional<SandboxConfig> SandboxOf(const DeviceModel& model, const std::stri
     return sandbox;
 }
 
+ExitCode ExitCodeOf(ReplayOutcome outcome) {
+    switch (outcome) {
+        case ReplayOutcome::DONE:
+            return EXIT_DONE;
+        case ReplayOutcome::FAILED:
+            return EXIT_RUN_FAILED;
+        case ReplayOutcome::BAD_PLUGIN:
+            return EXIT_BAD_INPUT;
+        case ReplayOutcome::NO_DEVICE:
+            return EXIT_NO_SANDBOX;
+    }
+    return EXIT_RUN_FAILED;
+}
+
 }  // namespace ZYRA::Host

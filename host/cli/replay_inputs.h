@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "host/cli/exit_code.h"
 #include "host/replay/device_model.h"
 #include "host/replay/input_error.h"
 #include "host/replay/replay.h"
@@ -40,5 +41,7 @@ std::optional<DeviceModel> LoadStartDevice(const std::string& deviceFile, const 
 
 // The sandbox for a device; `dataFolder` is its /data, "" for one of its own.
 std::optional<SandboxConfig> SandboxOf(const DeviceModel& model, const std::string& dataFolder, InputError& error);
+
+ExitCode ExitCodeOf(ReplayOutcome outcome);
 
 }  // namespace ZYRA::Host

@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include "host/report/paced_progress.h"
 #include "host/report/quantity_text.h"
 
 namespace ZYRA::Host {
@@ -20,10 +19,10 @@ std::string ProgressText(const std::string& what, uint64_t allSteps, const Repla
 
 }  // namespace
 
-std::function<void(const ReplayProgress&)> TellReplayOn(ProgressLine& line, const std::string& what,
+std::function<void(const ReplayProgress&)> TellReplayOn(PacedProgress& progress, const std::string& what,
                                                         uint64_t allSteps) {
-    return [what, allSteps, paced = PacedProgress(line)](const ReplayProgress& progress) mutable {
-        paced.Tell([&] { return ProgressText(what, allSteps, progress); });
+    return [what, allSteps, &progress](const ReplayProgress& now) {
+        progress.Tell([&] { return ProgressText(what, allSteps, now); });
     };
 }
 

@@ -6,12 +6,13 @@
 #include <string>
 
 #include "host/replay/replay.h"
-#include "host/report/progress_line.h"
+#include "host/report/paced_progress.h"
 
 namespace ZYRA::Host {
 
-// Tells on the line how far a replay has come: "replaying day.jsonl: 41 % of 120000 steps, 3.2 days". The line must
-// outlive the result.
-std::function<void(const ReplayProgress&)> TellReplayOn(ProgressLine& line, const std::string& what, uint64_t allSteps);
+// Tells how far a replay has come: "replaying day.jsonl: 41 % of 120000 steps, 3.2 days". `progress` must outlive the
+// result.
+std::function<void(const ReplayProgress&)> TellReplayOn(PacedProgress& progress, const std::string& what,
+                                                        uint64_t allSteps);
 
 }  // namespace ZYRA::Host

@@ -26,6 +26,11 @@ ExitCode Fail(ExitCode code, const std::string& line) {
     return code;
 }
 
+int Print(std::FILE* stream, const std::string& text) {
+    const bool isWritten = std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
+    return isWritten ? 0 : errno;
+}
+
 InputError FileError(const std::string& file) {
     return {file, 0, std::strerror(errno)};
 }

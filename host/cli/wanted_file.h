@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -14,6 +15,9 @@ namespace ZYRA::Host {
 
 // Says the line on standard error and returns the code.
 ExitCode Fail(ExitCode code, const std::string& line);
+
+// Writes the text. Returns 0 or an errno.
+int Print(std::FILE* stream, const std::string& text);
 
 // What errno says of a file that the user has named.
 InputError FileError(const std::string& file);

@@ -118,7 +118,7 @@ private:
 
 void SummaryWriter::Interruption(const ReplayResult& result) {
     if (result.isInterrupted) {
-        text_ += Painted("31", InterruptionText(result)) + '\n';
+        text_ += Painted("31", InterruptionText(result.steps, result.allSteps)) + '\n';
     }
 }
 
@@ -310,8 +310,8 @@ void SummaryWriter::Counts(const Summary& summary, const ReplayResult& result) {
 
 }  // namespace
 
-std::string InterruptionText(const ReplayResult& result) {
-    return fmt::format("interrupted after {} of {}", result.steps, Counted(result.allSteps, "step"));
+std::string InterruptionText(uint64_t steps, uint64_t allSteps) {
+    return fmt::format("interrupted after {} of {}", steps, Counted(allSteps, "step"));
 }
 
 std::string SummaryText(const Findings& findings, bool isColoured) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "host/report/findings.h"
@@ -11,6 +12,6 @@ namespace ZYRA::Host {
 std::string SummaryText(const Findings& findings, bool isColoured);
 
 // "interrupted after 12 of 400 steps".
-std::string InterruptionText(const ReplayResult& result);
+std::string InterruptionText(uint64_t steps, uint64_t allSteps);
 
 }  // namespace ZYRA::Host

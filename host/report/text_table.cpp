@@ -28,6 +28,7 @@ std::string TextTable::Text() const {
             const std::string padding(widths[column] - WidthOf(row[column]), ' ');
             text += "  " + (column == 0 ? row[column] + padding : padding + row[column]);
         }
+        text.resize(text.find_last_not_of(' ') + 1);
         text += '\n';
     }
     return text;

@@ -14,7 +14,7 @@ public:
     // REQUIRES: as many cells as the header has.
     void Add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
 
-    // One line for each row, indented.
+    // One line for each row, indented, without blanks at its end.
     std::string Text() const;
 
 private:
