@@ -104,7 +104,10 @@ ExitCode CompareCommand::Run() {
                     "iosched-host: --device: two are needed to compare (see iosched-host compare --help)");
     }
     InputError error;
-    const auto scenario = ScenarioFile::Open(scenarioFile_, error);
+    ProgressLine line;
+    PacedProgress progress(line);
+    const auto scenario = ScenarioFile::Open(scenarioFile_, error, TellCheckOn(progress, scenarioFile_));
+    line.Clear();
     if (scenario == nullptr) {
         return Fail(EXIT_BAD_INPUT, error.Text());
     }
@@ -126,8 +129,6 @@ ExitCode CompareCommand::Run() {
         return Fail(EXIT_BAD_INPUT, FileError(jsonFile_).Text());
     }
 
-    ProgressLine line;
-    PacedProgress progress(line);
     std::vector<ComparedRun> runs;
     bool isInterrupted = false;
     {
@@ -157,6 +158,9 @@ ExitCode CompareCommand::Run() {
                 return Fail(EXIT_RUN_FAILED, std::string("cannot start a process: ") + std::strerror(errno));
             }
             isInterrupted = end->wasStopped;
+            if (WIFSIGNALED(end->status)) {
+                line.EndLine();
+            }
             TakeAnswer(*end, run);
             // What the machine or the plugin lacks, no device has.
             const int status = WIFEXITED(end->status) ? WEXITSTATUS(end->status) : EXIT_DONE;

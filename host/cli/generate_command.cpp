@@ -10,6 +10,7 @@
 
 #include "host/cli/help.h"
 #include "host/replay/printable.h"
+#include "host/report/paced_progress.h"
 #include "host/workload/scenario_text.h"
 #include "host/workload/usage_generator.h"
 #include "host/workload/workload_files.h"
@@ -57,13 +58,23 @@ void GenerateCommand::AddTo(CLI::App& app) {
 ExitCode GenerateCommand::Run() {
     const uint64_t seed = seed_ ? *seed_ : std::random_device()();
     WorkloadFiles files(outputFile_);
-    ScenarioText scenario([&files](std::string_view lines) { files.Write(lines); });
+    ProgressLine line;
+    PacedProgress progress(line);
+    int64_t daysDone = 0;
+    ScenarioText scenario([&](std::string_view lines) {
+        files.Write(lines);
+        progress.Tell([&] {
+            return "writing " + files.ScenarioPath() + ": " + std::to_string(daysDone) + " of " +
+                   std::to_string(days_) + " days";
+        });
+    });
     if (files.Failure().empty()) {
         UsageGenerator generator({days_, static_cast<size_t>(apps_), seed}, scenario);
         const nlohmann::json device = generator.Device();
-        generator.Run();
+        generator.Run([&daysDone] { ++daysDone; });
         files.Commit(device);
     }
+    line.Clear();
     if (!files.Failure().empty()) {
         std::fprintf(stderr, "%s\n", files.Failure().c_str());
         return EXIT_RUN_FAILED;

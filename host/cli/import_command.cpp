@@ -8,6 +8,8 @@
 #include <filesystem>
 
 #include "host/cli/help.h"
+#include "host/report/paced_progress.h"
+#include "host/report/quantity_text.h"
 #include "host/workload/scenario_text.h"
 #include "host/workload/usage_columns.h"
 #include "host/workload/usage_import.h"
@@ -80,10 +82,18 @@ ExitCode ImportCommand::Run() {
             return Fail(EXIT_BAD_INPUT, file + ": would replace the log; name another file with --output");
         }
     }
-    ScenarioText scenario([&files](std::string_view lines) { files.Write(lines); });
+    ProgressLine line;
+    PacedProgress progress(line);
+    uint64_t lineCount = 0;
+    ScenarioText scenario([&](std::string_view lines) {
+        files.Write(lines);
+        ++lineCount;
+        progress.Tell([&] { return "writing " + files.ScenarioPath() + ": " + Counted(lineCount, "step"); });
+    });
     scenario.Comment("Made from " + logPath.filename().string() + ": " + std::to_string(log.rows.size()) + " rows.");
     UsageImport usage(log, scenario);
     usage.Run();
+    line.Clear();
     if (!files.Commit(usage.Device())) {
         return Fail(EXIT_RUN_FAILED, files.Failure());
     }

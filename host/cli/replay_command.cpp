@@ -67,7 +67,10 @@ void ReplayCommand::AddTo(CLI::App& app) {
 
 ExitCode ReplayCommand::Run() {
     InputError error;
-    const auto scenario = ScenarioFile::Open(scenarioFile_, error);
+    ProgressLine line;
+    PacedProgress progress(line);
+    const auto scenario = ScenarioFile::Open(scenarioFile_, error, TellCheckOn(progress, scenarioFile_));
+    line.Clear();
     if (scenario == nullptr) {
         return Fail(EXIT_BAD_INPUT, error.Text());
     }
@@ -90,8 +93,6 @@ ExitCode ReplayCommand::Run() {
     const std::vector<JournalSink*> sinks = outputs_.Sinks(lowest);
     const std::string name = std::filesystem::path(scenarioFile_).filename();
     Findings findings;
-    ProgressLine line;
-    PacedProgress progress(line);
     if (!outputs_.IsWritingToStandardOutput()) {
         options->onProgress = TellReplayOn(progress, "replaying " + name, scenario->StepCount());
     }

@@ -50,7 +50,8 @@ UniqueFd Kept(int file) {
 
 }  // namespace
 
-std::unique_ptr<ScenarioFile> ScenarioFile::Open(const std::string& path, InputError& error) {
+std::unique_ptr<ScenarioFile> ScenarioFile::Open(const std::string& path, InputError& error,
+                                                 const CheckProgress& onProgress) {
     UniqueFd file(RetryOnEintr([&] { return open(path.c_str(), O_RDONLY | O_CLOEXEC); }));
     struct stat status = {};
     if (file.Valid() && fstat(file.Get(), &status) == 0 && !S_ISREG(status.st_mode)) {
@@ -63,7 +64,7 @@ std::unique_ptr<ScenarioFile> ScenarioFile::Open(const std::string& path, InputE
     std::unique_ptr<ScenarioFile> scenario(new ScenarioFile(path, std::move(file)));
     try {
         scenario->checkedState_ = scenario->StateNow();
-        scenario->Check();
+        scenario->Check(onProgress);
     } catch (const InputFailure& failure) {
         error = failure.error;
         return nullptr;
@@ -154,9 +155,12 @@ std::optional<ScenarioStep> ScenarioFile::NextStep() {
     return step;
 }
 
-void ScenarioFile::Check() {
+void ScenarioFile::Check(const CheckProgress& onProgress) {
     Rewind();
     for (auto step = NextStep(); step; step = NextStep()) {
+        if (onProgress) {
+            onProgress(offset_, checkedState_.front());
+        }
         if (reader_.IsDescribing()) {
             startDevice_.push_back(std::get<DeviceStep>(std::move(step->action)));
         } else {

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,9 +22,13 @@ namespace ZYRA::Host {
 // first step is given out.
 class ScenarioFile {
 public:
+    // Called after each step while the file is checked, with how many of its bytes have been read.
+    using CheckProgress = std::function<void(int64_t bytes, int64_t allBytes)>;
+
     // Opens and checks the file. What can be read only once, such as a pipe, is kept. On failure returns null and fills
     // `error`.
-    static std::unique_ptr<ScenarioFile> Open(const std::string& path, InputError& error);
+    static std::unique_ptr<ScenarioFile> Open(const std::string& path, InputError& error,
+                                              const CheckProgress& onProgress = nullptr);
 
     // Patches that describe the device on which the plugin starts, in order.
     const std::vector<DeviceStep>& StartDevice() const { return startDevice_; }
@@ -45,7 +50,7 @@ private:
     std::optional<std::string_view> NextLine();
     // The next line that is a step, be it one that describes the device at the start. Throws InputFailure.
     std::optional<ScenarioStep> NextStep();
-    void Check();
+    void Check(const CheckProgress& onProgress);
     // What a write to the file changes: its size and the time of its last change.
     using State = std::array<int64_t, 3>;
     State StateNow() const;

@@ -92,9 +92,12 @@ nlohmann::json UsageGenerator::Device() const {
     return DeviceDocument(START_TIME_S, true, apps);
 }
 
-void UsageGenerator::Run() {
+void UsageGenerator::Run(const std::function<void()>& afterDay) {
     for (day_ = 0; day_ < options_.days; ++day_) {
         LiveDay();
+        if (afterDay) {
+            afterDay();
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -35,8 +36,8 @@ public:
 
     // The device at the start.
     nlohmann::json Device() const;
-    // Writes the steps of all days.
-    void Run();
+    // Writes the steps of all days, and calls `afterDay` after each.
+    void Run(const std::function<void()>& afterDay = nullptr);
 
 private:
     struct InstalledApp {
