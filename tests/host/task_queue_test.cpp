@@ -293,6 +293,9 @@ TEST(VirtualRuntimeTest, OneLoopOverAllQueuesJumpsToTheNextDueTime) {
     EXPECT_EQ(ran, expected);
     EXPECT_EQ(runtime.WallClockUs(), 1000 * 1000000LL + 1500);
     EXPECT_EQ(runtime.TasksRun(), 3u);
+    // The clock stops behind the task after which it is to go no further.
+    runtime.RunUntil(9000, [] { return false; });
+    EXPECT_EQ(runtime.ElapsedUs(), 1501);
 }
 
 }  // namespace
