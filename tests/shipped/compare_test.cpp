@@ -79,8 +79,9 @@ TEST_F(CompareTest, TellsHowManyScenesAreKept) {
     device["config"]["topScene"] = json::parse(R"([{"properties": {"type": "trainInterval"},
         "subItems": [{"name": "init_train_times", "value": "10"}, {"name": "init_stage", "value": "10"}]}])");
     const std::string many = Write("many.json", device.dump());
-    device["config"]["topScene"].push_back(
-        json::parse(R"({"properties": {"romsize": "128"}, "subItems": [{"name": "topN", "value": "5"}]})"));
+    json kept = json::parse(R"({"properties": {}, "subItems": [{"name": "topN", "value": "5"}]})");
+    kept["properties"]["romsize"] = std::to_string(device.value("romGB", 128));
+    device["config"]["topScene"].push_back(kept);
     const Outcome outcome = Compare(scenario, {many, Write("few.json", device.dump())}, " --json -");
     const json told = json::parse(outcome.output.substr(0, outcome.output.find("\n}\n") + 3));
     EXPECT_EQ(DifferenceOf(told, "setSize")["values"][1], 5) << outcome.output;
