@@ -12,7 +12,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-ComparedRun Run(const char* device, const char* scenes, const char* cold = "null", int slides = 0) {
+ComparedRun RunOn(const char* device, const char* scenes, const char* cold = "null", int slides = 0) {
     Json summary = Json::parse(R"({"interrupted": false, "learning": {"trainings": 1, "setSize": 2}, "failures": {},
                                    "limits": {"onUs": 1500000, "starts": 1}, "counts": {"wallUs": 1}})");
     summary["failures"]["failedPrereads"] = Json::parse(R"({"counts": {"a: 2": 3}, "others": 1})");
@@ -31,7 +31,7 @@ constexpr char COLD[] = R"({"heldBy": {"published": {"share": 0.25}, "served": {
 // one run has; (d) scenes are in the order of their bytes.
 TEST(ComparisonTest, RunsAreComparedWithTheFirstThatIsComplete) {
     const Comparison comparison(
-        "x/s.jsonl", {{"a.json", "killed", nullptr}, Run("b.json", SCENES, COLD), Run("c.json", OTHER_SCENES)});
+        "x/s.jsonl", {{"a.json", "killed", nullptr}, RunOn("b.json", SCENES, COLD), RunOn("c.json", OTHER_SCENES)});
     EXPECT_EQ(ComparisonText(comparison),
               "s.jsonl\n"
               "                                   b.json   c.json\n"
@@ -66,9 +66,9 @@ TEST(ComparisonTest, RunsAreComparedWithTheFirstThatIsComplete) {
 
 TEST(ComparisonTest, WhatDiffersOutsideTheTableIsNamed) {
     const auto textOf = [](const char* member, int value) {
-        ComparedRun other = Run("b.json", SCENES);
+        ComparedRun other = RunOn("b.json", SCENES);
         other.summary["counts"][member] = value;
-        return ComparisonText(Comparison("s.jsonl", {Run("a.json", SCENES), other}));
+        return ComparisonText(Comparison("s.jsonl", {RunOn("a.json", SCENES), other}));
     };
     EXPECT_EQ(textOf("wallUs", 2), "s.jsonl: nothing differs between a.json and b.json\n");
     EXPECT_NE(textOf("tasks", 2).find("\n  what differs is elsewhere in the summaries: counts\n"), std::string::npos);

@@ -122,7 +122,7 @@ TEST(SummaryTest, TextIsWhatPeopleRead) {
                       {20000, SysEventEntry{"RSS", "FAULT_X", EventLogType::FAULT, {{"UID", 7}, {"WHY", "x"}}}},
                       {1000000, PluginStep{false}},
                   });
-    findings.result = {ReplayOutcome::DONE, "", false, 5, 5, 1000000, 2500, 3};
+    findings.result = {ReplayOutcome::DONE, "", false, 2, 2, 1000000, 2500, 3};
     EXPECT_EQ(SummaryText(findings, false),
               "Scenes\n"
               "  scene        bound  record found  records made  pages  prereads  failed    bytes\n"
@@ -162,6 +162,8 @@ TEST(SummaryTest, TextIsWhatPeopleRead) {
               "Counts\n"
               "  1 event, 12 journal entries, 3 tasks run, 1.000 s virtual time, 0.003 s wall time\n");
     EXPECT_NE(SummaryText(findings, true).find("\x1b[1mScenes\x1b[0m"), std::string::npos);
+    findings.result.isInterrupted = true;
+    EXPECT_EQ(SummaryText(findings, false).find("interrupted after 2 of 2 steps\n\nScenes\n"), 0u);
 }
 
 // Of more scenes than people read, those with the most work are told, and the sum is that of all.
