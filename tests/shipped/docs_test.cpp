@@ -239,7 +239,9 @@ protected:
         Write("usage.csv",
               "App,Time,Duration,App name,Start,Length\nMail,2024-05-01 12:34,90,Mail,2024-05-01 12:34,90\n"
               "Maps,2024-05-01 12:36,20,Maps,2024-05-01 12:36,20\n");
-        Write("small.json", R"({"parameters": {"zyra.boot.vendor.ddrsize": "4"}})");
+        for (const char* name : {"small.json", "large.json", "a.json", "b.json"}) {
+            Write(name, R"({"parameters": {"zyra.boot.vendor.ddrsize": "4"}})");
+        }
         for (const char* name : {"cold_start.jsonl", "day.jsonl"}) {
             fs::create_symlink(fs::path(SCENARIO_DIR) / "cold_start_first.jsonl", folder_ / name);
         }
