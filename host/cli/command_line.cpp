@@ -12,15 +12,16 @@ namespace ZYRA::Host {
 namespace {
 
 constexpr char EXAMPLES[] =
-    "  iosched-host replay cold_start.jsonl                       play a scenario, say in short what happened\n"
-    "  iosched-host replay cold_start.jsonl --journal out.jsonl   and keep everything that happened\n"
-    "  iosched-host replay --help                                 what else a replay can do\n"
-    "  iosched-host compare day.jsonl --device a.json --device b.json\n"
-    "                                                             what another configuration changes\n"
-    "  iosched-host launch -- gdb --batch                         start a real program, with the plugin and without\n"
-    "  iosched-host generate --days 14 --apps 60                  make up a scenario of a fortnight\n"
-    "  iosched-host import usage.csv --columns app=App,time=Time  make a scenario of a log of your own\n"
-    "  iosched-host records state/                                what was collected by a replay with --data state/\n";
+    "  iosched-host replay cold_start.jsonl                            play a scenario, say in short what happened\n"
+    "  iosched-host replay cold_start.jsonl --journal out.jsonl        and keep everything that happened\n"
+    "  iosched-host replay --help                                      what else a replay can do\n"
+    "  iosched-host compare day.jsonl --device a.json --device b.json  what another configuration changes\n"
+    "  iosched-host launch -- gdb --batch                              start a real program, with the plugin and "
+    "without\n"
+    "  iosched-host generate --days 14 --apps 60                       make up a scenario of a fortnight\n"
+    "  iosched-host import usage.csv --columns app=App,time=Time       make a scenario of a log of your own\n"
+    "  iosched-host records state/                                     what was collected by a replay with --data "
+    "state/\n";
 
 }  // namespace
 

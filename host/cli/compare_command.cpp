@@ -31,8 +31,8 @@ namespace ZYRA::Host {
 namespace {
 
 constexpr char EXAMPLES[] =
-    "  iosched-host compare day.jsonl --device small.json --device large.json  side by side, with the differences\n"
-    "  iosched-host compare day.jsonl --device a.json --device b.json --json - the same for programs\n";
+    "  iosched-host compare day.jsonl --device small.json --device large.json   side by side, with the differences\n"
+    "  iosched-host compare day.jsonl --device a.json --device b.json --json -  the same for programs\n";
 
 constexpr size_t FEWEST_DEVICES = 2;
 constexpr int MOST_DEVICES = 16;

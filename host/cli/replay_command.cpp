@@ -32,6 +32,7 @@ namespace {
 constexpr char EXAMPLES[] =
     "  iosched-host replay cold_start.jsonl                                  with cold_start.device.json, if there is "
     "one\n"
+    "  iosched-host replay cold_start.jsonl --report start.html              the run as a page for a browser\n"
     "  iosched-host replay cold_start.jsonl --device small.json --journal -  the journal on standard output\n"
     "  iosched-host replay day.jsonl --data state/ --log-level DEBUG         keep /data for the next run\n";
 
