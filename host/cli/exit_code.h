@@ -12,16 +12,21 @@ enum ExitCode : int {
     EXIT_INTERRUPTED = 130,  // As a shell tells of SIGINT: what there was until then has been told.
 };
 
-// Every code as the man page tells it.
-inline constexpr struct {
-    ExitCode code;
-    const char* meaning;
-} EXIT_CODES[] = {
-    {EXIT_DONE, "What was asked for has been done."},
-    {EXIT_RUN_FAILED, "The run failed, or its result could not be written."},
-    {EXIT_BAD_INPUT, "The command line is wrong, or a file that it names: FILE:LINE: and what is wrong with it."},
-    {EXIT_NO_SANDBOX,
-     "The machine does not allow a virtual device; one line says what is missing, and how to allow it."},
-};
+// What a code means, in a sentence; null for a number that is none.
+constexpr const char* MeaningOf(ExitCode code) {
+    switch (code) {
+        case EXIT_DONE:
+            return "What was asked for has been done.";
+        case EXIT_RUN_FAILED:
+            return "The run failed, or its result could not be written.";
+        case EXIT_BAD_INPUT:
+            return "The command line is wrong, or a file that it names: FILE:LINE: and what is wrong with it.";
+        case EXIT_NO_SANDBOX:
+            return "The machine does not allow a virtual device; one line says what is missing, and how to allow it.";
+        case EXIT_INTERRUPTED:
+            return "A signal has ended the run; what there was until then has been told.";
+    }
+    return nullptr;
+}
 
 }  // namespace ZYRA::Host

@@ -38,6 +38,8 @@ constexpr Entry FILES[] = {
 
 constexpr size_t WIDTH = 72;
 
+constexpr int HIGHEST_EXIT_CODE = 255;
+
 constexpr char SEE_ALSO[] = "unshare(1), mount_namespaces(7), user_namespaces(7), fuse(4)";
 
 // Text that roff prints as it stands.
@@ -206,8 +208,9 @@ std::string ManPage(const CLI::App& app) {
         text += CommandSection(*command);
     }
     text += ".SH EXIT STATUS\n";
-    for (const auto& [code, meaning] : EXIT_CODES) {
-        text += Tagged(Bold(std::to_string(code)), Lines(meaning));
+    for (int code = 0; code <= HIGHEST_EXIT_CODE; ++code) {
+        const char* meaning = MeaningOf(static_cast<ExitCode>(code));
+        text += meaning == nullptr ? "" : Tagged(Bold(std::to_string(code)), Lines(meaning));
     }
     text += ".SH ENVIRONMENT\n";
     for (const auto& [name, meaning] : ENVIRONMENT) {
