@@ -92,7 +92,7 @@ void CompareCommand::AddTo(CLI::App& app) {
         ->required()
         ->expected(1, MOST_DEVICES)
         ->allow_extra_args(false)
-        ->type_name("FILE");
+        ->type_name("FILE.json");
     command.add_option("--json", jsonFile_, "Where to write the comparison for programs; - is standard output")
         ->type_name("FILE|-");
     settings_.AddTo(command);
