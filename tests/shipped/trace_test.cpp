@@ -276,6 +276,9 @@ TEST_F(TraceTest, ShowsWhatTheJournalAndTheSummaryTell) {
             EXPECT_EQ(onUs, switched["onUs"]) << group;
             EXPECT_EQ(slices.size(), switched["times"]) << group;
         }
+        for (const Slice& slice : timeline.Slices("Steps")) {
+            EXPECT_EQ(slice.beginNs / 1000, slice.endNs / 1000) << slice.name;
+        }
         std::map<std::string, uint64_t> shown;
         size_t steps = 0;
         size_t submitted = 0;
@@ -283,6 +286,7 @@ TEST_F(TraceTest, ShowsWhatTheJournalAndTheSummaryTell) {
             shown[event.track == "Faults" ? event.category : ""] += 1;
             steps += event.name.starts_with("event ") ? 1 : 0;
             submitted += event.ended.empty() ? 0 : 1;
+            EXPECT_TRUE(event.name != "OUTOFWORK" || event.notes.empty()) << event.ns;
         }
         EXPECT_EQ(steps, summary["counts"]["events"]);
         EXPECT_EQ(submitted, summary["counts"]["tasks"]);
@@ -319,6 +323,7 @@ TEST_F(TraceTest, InRealTimeTheThreadsDoNotDisturbIt) {
     Timeline timeline(File("trace"));
     EXPECT_GE(timeline.Find("event 27 com.example.mail").ns, 100000000u);
     EXPECT_EQ(timeline.Find("AsyncStartPreread").track, "Queue iosched_main_th");
+    EXPECT_EQ(timeline.Find("PAUSED").notes.at("scene"), "com.example.mail/com.example.mail");
     EXPECT_EQ(timeline.LastValue("Prereads"), "1");
     EXPECT_EQ(timeline.Find("shutdown").track, "Steps");
     EXPECT_NE(timeline.Find("write workingset.dfxinfo").track, "");
@@ -397,18 +402,25 @@ TEST_F(WrittenTraceTest, NumbersAndTextsComeBackAsTheyWere) {
               (std::map<std::string, std::string>{{"domain", "RSS"}, {"CODE", "-7"}, {"SCENE", "com.a"}}));
 }
 
-// (a) A task leaves a span open, another ends one too many; (b) a thread of its own submits a task, and has a span;
-// (c) queues of one name run at the same time; (d) a task and a step are open at the end.
+// (a) A task leaves a span open, another ends one too many; (b) a thread of its own submits a task during a step, and
+// has a span; (c) queues of one name run at the same time; (d) a task and a step are open at the end.
 TEST_F(WrittenTraceTest, SlicesNestWhateverIsReported) {
     Timeline timeline = Trace([&](Journal& journal) {
         const auto queue = TaskQueue::Create("queue", 0);
         queue->Submit([] { StartTrace(1, "left open"); }, "opens", 0);
-        queue->Submit([&journal] { journal.Append(SpanEntry{"one too many", false}); }, "ends", 0);
+        queue->Submit(
+            [&journal] {
+                journal.Append(SpanEntry{"one too many", false});
+                journal.Append(RequestEntry{false, 8, 0, nullptr});
+            },
+            "ends", 0);
         runtime_.RunUntil(1000);
+        journal.Append(PluginStep{false});
         std::thread([&queue] {
             const TraceSpan span(1, "of another thread");
             queue->Submit([] {}, "from there", 0);
         }).join();
+        journal.Append(StepEndEntry());
         runtime_.RunUntil(2000);
         using Phase = TaskEntry::Phase;
         for (const uint64_t id : {1001, 1002, 1003}) {
@@ -429,7 +441,7 @@ TEST_F(WrittenTraceTest, SlicesNestWhateverIsReported) {
     EXPECT_EQ(timeline.Tracks("Queue twice"), 2u);
     EXPECT_EQ(timeline.Slices("Queue queue").size(), 4u);
     EXPECT_EQ(timeline.Slices("Limit iocontrol").size(), 1u);
-    EXPECT_EQ(timeline.Slices("Steps").size(), 1u);
+    EXPECT_EQ(timeline.Slices("Steps").size(), 2u);
 }
 
 }  // namespace
