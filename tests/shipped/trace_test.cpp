@@ -318,7 +318,7 @@ TEST_F(TraceTest, InRealTimeTheThreadsDoNotDisturbIt) {
 {"t": 100, "event": {"type": 27, "value": 1, "payload": {"bundleName": "com.example.mail", "uid": "20010034"}}}
 {"t": 200, "shutdown": true}
 )");
-    const Outcome outcome = RunHost("replay " + scenario + " --real-time --settle 100 --trace " + File("trace"));
+    const Outcome outcome = RunHost("replay " + scenario + " --real-time --settle 1000 --trace " + File("trace"));
     ASSERT_EQ(outcome.exitStatus, 0) << outcome.output;
     Timeline timeline(File("trace"));
     EXPECT_GE(timeline.Find("event 27 com.example.mail").ns, 100000000u);
