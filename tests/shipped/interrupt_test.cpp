@@ -105,16 +105,18 @@ TEST_F(InterruptTest, AComparisonTellsWhatItHas) {
     const std::string said = Path("said"), result = Path("result"), device = Write("d.json", "{}");
     const std::vector<std::string> arguments = {
         "compare", Generate("3", "day.jsonl"), "--device", device, "--device", device, "--json", result};
+    // Returns when the stopped child has been asked to stop.
     const auto interrupt = [](const RunningHost& host, pid_t child) {
-        kill(child, SIGSTOP);
         kill(host.Pid(), SIGTERM);
-        while (!RunningHost::IsPending(child, SIGUSR1)) {
+        while (kill(child, 0) == 0 && !RunningHost::IsPending(child, SIGUSR1)) {
             std::this_thread::yield();
         }
     };
     {
         const RunningHost host(arguments, said);
-        const pid_t second = host.AwaitChildAfter(host.AwaitChildAfter(0));
+        const pid_t first = host.StopChildAfter(0);
+        kill(first, SIGCONT);
+        const pid_t second = host.StopChildAfter(first);
         interrupt(host, second);
         kill(second, SIGCONT);
         const int end = host.Wait();
@@ -125,7 +127,7 @@ TEST_F(InterruptTest, AComparisonTellsWhatItHas) {
     }
     {
         const RunningHost host(arguments, said);
-        kill(host.AwaitChildAfter(0), SIGKILL);
+        kill(host.StopChildAfter(0), SIGKILL);
         const int end = host.Wait();
         EXPECT_TRUE(WIFEXITED(end) && WEXITSTATUS(end) == 1) << end << Read(said);
         const json told = json::parse(Read(result));
@@ -133,7 +135,7 @@ TEST_F(InterruptTest, AComparisonTellsWhatItHas) {
         EXPECT_TRUE(told["devices"][0]["summary"].is_null() && told["devices"][1]["summary"].is_object());
     }
     const RunningHost host(arguments, said);
-    const pid_t child = host.AwaitChildAfter(0);
+    const pid_t child = host.StopChildAfter(0);
     interrupt(host, child);
     kill(host.Pid(), SIGHUP);
     const int end = host.Wait();

@@ -8,12 +8,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 namespace ZYRA::Host {
 
@@ -73,6 +75,7 @@ public:
             std::this_thread::yield();
         }
     }
+    // False as well when there is no such process.
     static bool IsPending(pid_t process, int number) {
         std::ifstream file("/proc/" + std::to_string(process) + "/status");
         for (std::string word; file >> word;) {
@@ -83,31 +86,52 @@ public:
         return false;
     }
     bool HasThread(const std::string& name) const {
-        std::error_code gone;
-        for (const auto& thread : std::filesystem::directory_iterator(Folder(), gone)) {
-            std::string comm;
-            std::getline(std::ifstream(thread.path() / "comm") >> std::ws, comm);
-            if (comm == name) {
-                return true;
-            }
-        }
-        return false;
+        const auto threads = OfThreads(pid_, "comm");
+        return std::find(threads.begin(), threads.end(), name) != threads.end();
     }
-    // Waits for a child other than that one; 0 when the host ends without.
-    pid_t AwaitChildAfter(pid_t other) const {
+    // Waits for a child other than that one to have begun its replay, and stops it as SIGSTOP does. A process that no
+    // child can have when the host ends without.
+    pid_t StopChildAfter(pid_t other) const {
         siginfo_t ended = {};
         while (waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid == 0) {
             pid_t child = 0;
-            if (std::ifstream(Folder() / std::to_string(pid_) / "children") >> child && child != other) {
+            std::ifstream(Folder(pid_) / std::to_string(pid_) / "children") >> child;
+            // A replay has threads, the first of them for signals.
+            if (child != 0 && child != other && OfThreads(child, "comm").size() > 1) {
+                kill(child, SIGSTOP);
+                while (!IsStopped(child)) {
+                    std::this_thread::yield();
+                }
                 return child;
             }
         }
-        return 0;
+        ADD_FAILURE() << "no child to stop";
+        return NO_PROCESS;
     }
     pid_t Pid() const { return pid_; }
 
 private:
-    std::filesystem::path Folder() const { return "/proc/" + std::to_string(pid_) + "/task"; }
+    static constexpr pid_t NO_PROCESS = 1 << 30;
+
+    static std::filesystem::path Folder(pid_t process) { return "/proc/" + std::to_string(process) + "/task"; }
+    // The first line of that file of each thread.
+    static std::vector<std::string> OfThreads(pid_t process, const char* name) {
+        std::vector<std::string> lines;
+        std::error_code gone;
+        for (auto thread = std::filesystem::directory_iterator(Folder(process), gone);
+             !gone && thread != std::filesystem::directory_iterator(); thread.increment(gone)) {
+            std::ifstream file(thread->path() / name);
+            std::getline(file, lines.emplace_back());
+        }
+        return lines;
+    }
+    // Or at its end.
+    static bool IsStopped(pid_t process) {
+        const auto stats = OfThreads(process, "stat");
+        return std::all_of(stats.begin(), stats.end(), [](const std::string& stat) {
+            return stat.empty() || stat.find(") T ") != std::string::npos || stat.find(") Z ") != std::string::npos;
+        });
+    }
 
     int terminal_ = -1;
     pid_t pid_ = -1;
