@@ -54,8 +54,11 @@ TEST_F(InterruptTest, AnInterruptedReplayTellsWhatThereIs) {
         const RunningHost host(arguments, said);
         // The queue of the plugin is there once it is enabled; a journal is written in pieces.
         struct stat status = {};
-        while (isReal ? !host.HasThread("iosched_main_th")
-                      : stat(journal.c_str(), &status) != 0 || status.st_size == 0) {
+        const auto isWaitedFor = [&, &isReal = isReal] {
+            return isReal ? !host.HasThread("iosched_main_th")
+                          : stat(journal.c_str(), &status) != 0 || status.st_size == 0;
+        };
+        while (!host.HasEnded() && isWaitedFor()) {
             std::this_thread::yield();
         }
         kill(host.Pid(), number);
@@ -88,7 +91,7 @@ TEST_F(InterruptTest, TheSecondSignalEndsTheProcess) {
     const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     const int full = fcntl(reader, F_GETPIPE_SZ);
     const RunningHost host({"replay", Generate("20", "day.jsonl"), "--journal", pipe}, Path("said"));
-    for (int waiting = 0; waiting < full;) {
+    for (int waiting = 0; waiting < full && !host.HasEnded();) {
         ASSERT_EQ(ioctl(reader, FIONREAD, &waiting), 0);
     }
     host.SendAndAwait(SIGINT);

@@ -59,6 +59,10 @@ public:
         waitpid(pid_, &status, 0);
         return status;
     }
+    bool HasEnded() const {
+        siginfo_t ended = {};
+        return waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 || ended.si_pid != 0;
+    }
     // All that it shows on the terminal until it ends.
     std::string ReadTerminal() const {
         std::string text;
@@ -92,8 +96,7 @@ public:
     // Waits for a child other than that one to have begun its replay, and stops it as SIGSTOP does. A process that no
     // child can have when the host ends without.
     pid_t StopChildAfter(pid_t other) const {
-        siginfo_t ended = {};
-        while (waitid(P_PID, static_cast<id_t>(pid_), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid == 0) {
+        while (!HasEnded()) {
             pid_t child = 0;
             std::ifstream(Folder(pid_) / std::to_string(pid_) / "children") >> child;
             // A replay has threads, the first of them for signals.
