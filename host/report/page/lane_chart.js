@@ -66,14 +66,14 @@ class LaneChart {
       parts.push(svg('line', {class: 'gridline', x1: x, x2: x, y1: this.top, y2: bottom}),
                  svg('text', {class: 'muted', x, y: bottom + 16, 'text-anchor': 'middle'}, axis.text(time)));
     }
+    for (const {at, row} of labels.placed) {
+      parts.push(svg('line', {class: 'moment', x1: this.x(at), x2: this.x(at), y1: row * MOMENT_HEIGHT + 4, y2: bottom}));
+    }
     this.lanes.forEach((lane, index) => {
       const y = this.top + index * LANE_HEIGHT;
       parts.push(svg('line', {class: 'lane', x1: 0, x2: this.width, y1: y + LANE_HEIGHT, y2: y + LANE_HEIGHT}),
                  this.laneName(lane.name, y), ...this.spans(lane.spans || [], y), ...this.marks(lane.marks || [], y));
     });
-    for (const {at, row} of labels.placed) {
-      parts.push(svg('line', {class: 'moment', x1: this.x(at), x2: this.x(at), y1: row * MOMENT_HEIGHT + 4, y2: bottom}));
-    }
     for (const {text, x, row} of labels.placed) {
       parts.push(svg('rect', {class: 'behind', x: x - 2, y: row * MOMENT_HEIGHT + 2, width: text.length * 6.6 + 4, height: MOMENT_HEIGHT - 2}),
                  svg('text', {x, y: row * MOMENT_HEIGHT + 14}, text));

@@ -117,7 +117,7 @@ function drawHead() {
   const {counts} = summary;
   document.title = `${data.scenario}: replay`;
   byId('title').textContent = data.scenario;
-  byId('subtitle').textContent = `Replay of ${counted(counts.events, 'event')} in ${moment(counts.deviceUs)} of a device` +
+  byId('subtitle').textContent = `Replay of ${counted(counts.events, 'event')} in ${duration(counts.deviceUs)} of a device` +
       (summary.interrupted ? ', interrupted' : '');
   byId('counts').textContent = `${counted(counts.events, 'event')}, ${counted(counts.journalEntries, 'journal entry', 'journal entries')}, ` +
       (counts.tasks === null ? '' : `${counted(counts.tasks, 'task')}, `) + `${duration(counts.wallUs)} of the machine's time.`;
@@ -230,7 +230,7 @@ function drawStarts() {
       start.recordAfterUs !== null ? `record of ${counted(start.recordPages, 'page')}` : start.prereadError !== '' ? 'preread failed' : '';
   choice.replaceChildren(...stories.map((start, index) => el('option', {value: index},
       [moment(start.timeUs), start.bundleName, worth(start)].filter(Boolean).join(' · '))));
-  if (starts.leftOut > 0) byId('start-controls').append(el('span', {class: 'note'}, `The first ${stories.length} of ${grouped(stories.length + starts.leftOut)} cold starts.`));
+  if (starts.leftOut > 0) byId('start-controls').append(el('span', {class: 'note'}, `The first ${grouped(stories.length)} of ${grouped(stories.length + starts.leftOut)} cold starts.`));
   const go = index => { choice.value = index; drawStart(index); };
   choice.addEventListener('change', () => go(+choice.value));
   byId('start-before').addEventListener('click', () => go(+choice.value - 1));
