@@ -5,20 +5,19 @@
 const SVG = 'http://www.w3.org/2000/svg';
 const MS = 1e3, SECOND = 1e6, MINUTE = 60e6, HOUR = 3600e6, DAY = 86400e6;
 
-// An element of the document, or of a drawing, with attributes and children (texts or elements).
-function el(name, attributes = {}, ...children) {
-  const made = document.createElement(name);
+// A text without what has no shape of its own or turns the text around it.
+const printable = text => String(text).replace(/[\u0000-\u001f\u007f-\u009f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069]/g,
+    character => '\\u' + character.charCodeAt(0).toString(16).padStart(4, '0'));
+
+function filled(made, attributes, children) {
   for (const [key, value] of Object.entries(attributes)) made.setAttribute(key, value);
-  made.append(...children);
+  made.append(...children.map(child => child instanceof Node ? child : printable(child)));
   return made;
 }
 
-function svg(name, attributes = {}, ...children) {
-  const made = document.createElementNS(SVG, name);
-  for (const [key, value] of Object.entries(attributes)) made.setAttribute(key, value);
-  made.append(...children);
-  return made;
-}
+// An element of the document, or of a drawing, with attributes and children (texts or elements).
+const el = (name, attributes = {}, ...children) => filled(document.createElement(name), attributes, children);
+const svg = (name, attributes = {}, ...children) => filled(document.createElementNS(SVG, name), attributes, children);
 
 const byId = id => document.getElementById(id);
 
@@ -48,9 +47,10 @@ function duration(us) {
   return `${(us / DAY).toFixed(1)} days`;
 }
 
-// A moment of the device, exact.
-function moment(us) {
-  const seconds = `${(us % MINUTE / SECOND).toFixed(3)} s`;
+// A moment of the device, to as many digits of a second.
+function moment(exactUs, digits = 3) {
+  const unit = 10 ** (6 - digits), us = Math.round(exactUs / unit) * unit;
+  const seconds = `${(us % MINUTE / SECOND).toFixed(digits)} s`;
   if (us < MINUTE) return seconds;
   const minutes = `${Math.floor(us % HOUR / MINUTE)} min ${seconds}`;
   if (us < HOUR) return minutes;
@@ -60,7 +60,7 @@ function moment(us) {
 
 // Where the lines of an axis are, at most `most` of them, and how a time on them is written.
 function ticks(from, to, most) {
-  const steps = [1, 2, 5, 10, 20, 50, 100, 200, 500].map(step => step)
+  const steps = [1, 2, 5, 10, 20, 50, 100, 200, 500]
       .concat([1, 2, 5, 10, 20, 50, 100, 200, 500].map(step => step * MS), [1, 2, 5, 10, 15, 30].map(step => step * SECOND),
               [1, 2, 5, 10, 15, 30].map(step => step * MINUTE), [1, 2, 3, 6, 12].map(step => step * HOUR),
               [1, 2, 5, 10, 20, 50, 100, 200, 500, 1000].map(step => step * DAY));
@@ -69,7 +69,17 @@ function ticks(from, to, most) {
       step < HOUR ? [MINUTE, 'min'] : step < DAY ? [HOUR, 'h'] : [DAY, 'd'];
   const at = [];
   for (let time = Math.ceil(from / step) * step; time <= to; time += step) at.push(time);
-  return {at, text: time => `${grouped(Math.round(time / unit[0]))} ${unit[1]}`};
+  const isFine = step < SECOND && Math.max(Math.abs(from), Math.abs(to)) >= SECOND;
+  return {step, at, text: time => isFine ? `${+(time / SECOND).toFixed(6)} s` : `${grouped(Math.round(time / unit[0]))} ${unit[1]}`};
+}
+
+// As many of them as have room in the width.
+function fittingTicks(from, to, width) {
+  for (let most = Math.max(2, Math.floor(width / 90)); ; --most) {
+    const axis = ticks(from, to, most);
+    const widest = Math.max(...axis.at.map(time => axis.text(time).length), 0) * 6.6 + 12;
+    if (most <= 2 || widest <= axis.step / (to - from) * width) return axis;
+  }
 }
 
 // A table: columns are {name, text: whether it is one, wide, sort, cell(row) -> text or element, bad(row)}. More rows

@@ -51,7 +51,7 @@ class LaneChart {
   timeAt(x) { return this.view[0] + (x - this.left) / (this.width - this.left - 8) * (this.view[1] - this.view[0]); }
 
   draw() {
-    this.width = Math.max(this.place.clientWidth, 320);
+    this.width = widthOf(this.place);
     this.left = this.width < 640 ? 118 : 190;
     const [from, to] = this.view;
     const labels = this.placeMoments();
@@ -60,11 +60,11 @@ class LaneChart {
     const height = bottom + AXIS_HEIGHT;
     this.svg.setAttribute('viewBox', `0 0 ${this.width} ${height}`);
     const parts = [];
-    const axis = ticks(from - this.zero, to - this.zero, Math.max(2, Math.floor((this.width - this.left) / 90)));
+    const axis = fittingTicks(from - this.zero, to - this.zero, this.width - this.left - 8);
     for (const time of axis.at) {
-      const x = this.x(time + this.zero);
+      const x = this.x(time + this.zero), text = axis.text(time);
       parts.push(svg('line', {class: 'gridline', x1: x, x2: x, y1: this.top, y2: bottom}),
-                 svg('text', {class: 'muted', x, y: bottom + 16, 'text-anchor': 'middle'}, axis.text(time)));
+                 svg('text', {class: 'muted', x: Math.min(x, this.width - text.length * 3.4 - 2), y: bottom + 16, 'text-anchor': 'middle'}, text));
     }
     for (const {at, row} of labels.placed) {
       parts.push(svg('line', {class: 'moment', x1: this.x(at), x2: this.x(at), y1: row * MOMENT_HEIGHT + 4, y2: bottom}));
@@ -80,7 +80,7 @@ class LaneChart {
     }
     this.selection = svg('rect', {class: 'selection', y: this.top, height: bottom - this.top, width: 0, visibility: 'hidden'});
     this.svg.replaceChildren(...parts, this.selection);
-    this.range.textContent = `${moment(Math.round(from))} to ${moment(Math.round(to))}`;
+    this.range.textContent = [from, to].map(time => moment(time, to - from < 10 * MS ? 6 : 3)).join(' to ');
   }
 
   // The names of moments, in as many rows as they need.
@@ -119,8 +119,7 @@ class LaneChart {
       [last, lastColor] = [Math.floor(x), color];
       parts.push(svg('rect', {x, y: y + 4, width: wide, height: LANE_HEIGHT - 7, rx: wide > 6 ? 3 : 0, fill: `var(--${color})`}));
       if (text && text.length * 6.8 + 10 < wide) {
-        const light = ['pause', 'bound', 'wait'].includes(color);
-        parts.push(svg('text', {class: light ? '' : 'within', x: x + 6, y: y + 16.5}, text));
+        parts.push(svg('text', {class: color === 'pause' ? 'dark' : ['bound', 'wait'].includes(color) ? '' : 'within', x: x + 6, y: y + 16.5}, text));
       }
     }
     return parts;
@@ -216,7 +215,12 @@ class LaneChart {
   }
 }
 
-// Calls back when the element has become wider or narrower; the caller disconnects what it gets.
+// Paper is narrower than most windows.
+const PAPER_WIDTH = 700;
+let isPrinting = false;
+const widthOf = place => isPrinting ? PAPER_WIDTH : Math.max(place.clientWidth, 320);
+
+// Calls back when the element has become wider or narrower, or is printed; the caller disconnects what it gets.
 function onWidthChange(element, changed) {
   let width = element.clientWidth;
   const observer = new ResizeObserver(() => requestAnimationFrame(() => {
@@ -225,7 +229,15 @@ function onWidthChange(element, changed) {
     changed();
   }));
   observer.observe(element);
-  return observer;
+  const print = event => {
+    isPrinting = event.type === 'beforeprint';
+    changed();
+  };
+  for (const type of ['beforeprint', 'afterprint']) window.addEventListener(type, print);
+  return {disconnect: () => {
+    observer.disconnect();
+    for (const type of ['beforeprint', 'afterprint']) window.removeEventListener(type, print);
+  }};
 }
 
 // The index of the first item, in the order of time, whose `key` is not before `time`.

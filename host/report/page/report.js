@@ -6,7 +6,7 @@ const data = JSON.parse(byId('data').textContent);
 const {summary, starts, timeline} = data;
 const texts = timeline.texts;
 
-const STATE_COLORS = {INWORKING: 'collect', PAUSED: 'pause', PREREAD: 'page', STOP: 'bound', ABORT: 'bad'};
+const STATE_COLORS = {__proto__: null, INWORKING: 'collect', PAUSED: 'pause', PREREAD: 'page', STOP: 'bound', ABORT: 'bad'};
 const IDLE_STATE = 'OUTOFWORK';
 const EVENT_COLORS = {'27/1': 'start', '27/0': 'page', '10/0': 'page', '10/1': 'page', '4/0': 'collect', '11/1': 'limit', '11/0': 'limit'};
 const MARK_COLORS = {preread: 'page', failedPreread: 'bad', record: 'collect', write: 'write', refusedWrite: 'bad', refusedRequest: 'bad',
@@ -115,8 +115,8 @@ const LEGEND = [['start', 'cold start'], ['page', 'page, preread'], ['collect', 
 
 function drawHead() {
   const {counts} = summary;
-  document.title = `${data.scenario}: replay`;
-  byId('title').textContent = data.scenario;
+  document.title = `${printable(data.scenario)}: replay`;
+  byId('title').textContent = printable(data.scenario);
   byId('subtitle').textContent = `Replay of ${counted(counts.events, 'event')} in ${duration(counts.deviceUs)} of a device` +
       (summary.interrupted ? ', interrupted' : '');
   byId('counts').textContent = `${counted(counts.events, 'event')}, ${counted(counts.journalEntries, 'journal entry', 'journal entries')}, ` +
@@ -129,7 +129,7 @@ function drawTiles() {
   const tiles = [
     ['Prereads', grouped(totals.prereads), `${grouped(totals.failedPrereads)} failed`, totals.failedPrereads > 0],
     ['Preread', bytes(totals.bytes), `of ${counted(Object.keys(summary.scenes).length, 'scene')}`],
-    ['Records made', grouped(totals.records), `${grouped(totals.bound)} times bound`],
+    ['Records made', grouped(totals.records), `${counted(totals.bound, 'time')} bound`],
     ['Background limited', duration(limits.onUs), `${counted(limits.starts, 'start')}, ${counted(limits.slides, 'slide')}`],
     ['Cold pages in the set', cold ? percent(cold.heldBy.published.share) : '–', cold ? `of ${counted(cold.openings, 'opening')}` : 'nothing learned yet'],
     ['Failures', grouped(totals.failures), totals.failures > 0 ? 'see below' : '', totals.failures > 0],
@@ -195,7 +195,7 @@ function drawStart(index) {
   if (startChart) startChart.remove();
   startChart = new LaneChart(byId('start-chart'), {label: `Cold start of ${start.bundleName}`, from, to, lanes, moments, zero});
   byId('start-chart').append(legend(LEGEND));
-  byId('start-story').replaceChildren(...storyOf(start));
+  byId('start-story').replaceChildren(el('span', {}, ...storyOf(start)));
   byId('start-before').disabled = index === 0;
   byId('start-after').disabled = index === starts.stories.length - 1;
   drawStartList(from, to, zero);
@@ -300,8 +300,10 @@ function drawPeriods(periods) {
   const place = byId('learning-chart');
   const end = Math.max(summary.counts.deviceUs, periods.at(-1).fromUs + 1);
   const series = ['seenBefore', 'mfu', 'lru', 'served', 'published'];
+  // A night of three openings has no rate that means anything.
+  const least = periods.some(period => period.openings >= 20) ? 20 : 1;
   const draw = () => {
-    const width = Math.max(place.clientWidth, 320), left = 56, right = 8, top = 10, upper = 190, gap = 26, lower = 70;
+    const width = widthOf(place), left = 56, right = 8, top = 10, upper = 190, gap = 26, lower = 70;
     const x = time => left + (time - periods[0].fromUs) / (end - periods[0].fromUs) * (width - left - right);
     const y = share => top + (1 - share) * upper;
     const image = svg('svg', {viewBox: `0 0 ${width} ${top + upper + gap + lower + 26}`, role: 'img', 'aria-label': 'The set of top scenes over time'});
@@ -311,14 +313,14 @@ function drawPeriods(periods) {
       put('text', {class: 'muted', x: left - 6, y: y(share) + 4, 'text-anchor': 'end'}, `${share * 100} %`);
     }
     const base = top + upper + gap + lower;
-    const axis = ticks(periods[0].fromUs, end, Math.max(2, Math.floor(width / 90)));
+    const axis = fittingTicks(periods[0].fromUs, end, width - left - right);
     for (const time of axis.at) {
       put('line', {class: 'gridline', x1: x(time), x2: x(time), y1: top, y2: base});
       put('text', {class: 'muted', x: x(time), y: base + 17, 'text-anchor': 'middle'}, axis.text(time));
     }
     for (const key of series) {
       const points = periods.map((period, index) => ({period, from: x(period.fromUs), to: x((periods[index + 1] || {fromUs: end}).fromUs)}))
-          .filter(({period}) => period.openings > 0)
+          .filter(({period}) => period.openings >= least)
           .map(({period, from, to}) => `${((from + to) / 2).toFixed(1)},${y(period.heldBy[key] / period.openings).toFixed(1)}`);
       put('polyline', {class: 'series', points: points.join(' '), style: `stroke: var(--${key})`});
     }
@@ -336,7 +338,11 @@ function drawPeriods(periods) {
       put('rect', {x: from + bar, width: bar, y: base - tall(period.removed), height: tall(period.removed), fill: 'var(--bad)'});
       put('rect', {x: from, width: Math.max(to - from, 1), y: top, height: base - top, fill: 'transparent'}, tip);
     });
-    place.replaceChildren(legend(series.slice().reverse().map(key => [key, CHOICES[key]])), image,
+    const choices = legend(series.slice().reverse().map(key => [key, CHOICES[key]]));
+    if (periods.some(period => period.openings > 0 && period.openings < least)) {
+      choices.append(el('em', {}, `without the times between two publications that had fewer than ${least} cold openings`));
+    }
+    place.replaceChildren(choices, image,
                           legend([['bound', 'scenes in the set'], ['collect', 'came in'], ['bad', 'went out']]));
   };
   draw();
@@ -347,7 +353,8 @@ function drawLimits() {
   const {limits} = summary;
   const count = limits.starts + limits.slides;
   byId('limits-note').textContent = count === 0 ? 'Background IO was never limited.' :
-      `Limited for ${duration(limits.onUs)}: ${counted(limits.starts, 'start')}, ${counted(limits.slides, 'slide')}.`;
+      `Limited for ${duration(limits.onUs)}: ${counted(limits.starts, 'start')}, ${counted(limits.slides, 'slide')}.` +
+      (count > limits.first.length ? ` These are the first ${limits.first.length}.` : '');
   if (count === 0) return;
   const who = trigger => {
     const list = el('dl');
@@ -361,7 +368,7 @@ function drawLimits() {
   };
   byId('limits-table').replaceChildren(...table([
     {name: 'at', cell: row => moment(row.timeUs)},
-    {name: 'what', text: true, cell: row => row.kind === 'slide' ? 'slide' : `start of ${row.bundleName}`},
+    {name: 'what', text: true, wide: true, cell: row => row.kind === 'slide' ? 'slide' : `start of ${row.bundleName}`},
     {name: 'lifted at', cell: row => !row.switchedOn ? 'not switched on' : row.liftedUs === null ? 'not lifted' : moment(row.liftedUs), bad: row => !row.switchedOn},
     {name: 'processes', text: true, wide: true, cell: who}], limits.first, 12));
 }
