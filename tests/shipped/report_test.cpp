@@ -133,6 +133,13 @@ TEST_F(ShippedReportTest, TellsOfAColdStartWhatTheScenarioIs) {
     EXPECT_EQ(page_.find("://"), std::string::npos);
 }
 
+// By what the plugin does about it in this scenario.
+TEST_F(ShippedReportTest, NamesARemovalOfABundleAsOne) {
+    Replay("uninstall");
+    EXPECT_EQ(timeline_["events"]["names"]["15/0"], "bundle removed");
+    EXPECT_EQ(timeline_["events"]["names"]["15/1"], "bundle came or changed");
+}
+
 TEST_F(ShippedReportTest, AReportThatCannotBeWrittenIsAFailedRun) {
     const std::string scenario = SCENARIO_DIR "/cold_start_first.jsonl";
     EXPECT_EQ(RunHost("replay " + scenario + " --report /dev/full").exitStatus, 1);
