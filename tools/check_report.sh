@@ -39,14 +39,30 @@ fail() {
 # check NAME LEAST: the report NAME must be well and have at least so many drawings.
 check() {
     local width page=$work/$1.html
-    # The last thing that the page does is to say whether it is wider than the window.
-    sed 's|^</body>|<script>document.documentElement.dataset.fits = document.documentElement.scrollWidth <= innerWidth</script>&|' \
-        "$page" >"$work/measured.html"
+    # The last thing that the page does is to say whether it is wider than the window, and whether the times of an axis
+    # stand apart and within the drawing when all is seen, and as near as can be.
+    cat >"$work/measure.html" <<'END'
+<script>
+const isApart = () => {
+  const chart = document.querySelector('#run-chart svg').getBoundingClientRect();
+  const boxes = [...document.querySelectorAll('#run-chart svg .muted')].map(text => text.getBoundingClientRect());
+  return boxes.length > 1 && boxes.every((box, index) => box.right <= chart.right && (index === 0 || box.left > boxes[index - 1].right));
+};
+const said = document.documentElement.dataset;
+said.fits = document.documentElement.scrollWidth <= innerWidth;
+said.apart = isApart();
+for (let count = 0; count < 60; ++count) document.querySelector('#run-chart button').click();
+said.near = isApart();
+</script>
+END
+    cat "$page" "$work/measure.html" >"$work/measured.html"
     for width in 1280 480; do
         browse "$width" "$work/measured.html" --dump-dom >"$work/dom.html"
         [ ! -s "$work/console.txt" ] || fail "$1 at $width: $(cat "$work/console.txt")"
         has_attribute drawn yes || fail "$1 at $width: has not been drawn to its end"
         has_attribute fits true || fail "$1 at $width: is wider than the window"
+        has_attribute apart true || fail "$1 at $width: times of the axis overlap or are cut off"
+        has_attribute near true || fail "$1 at $width: times of the axis overlap or are cut off when it is zoomed in"
         [ "$(grep -o '<svg' "$work/dom.html" | wc -l)" -ge "$2" ] || fail "$1 at $width: has less than $2 drawings"
         browse "$width" "$page" --screenshot="$shots/$1_$width.png" >/dev/null
     done

@@ -70,7 +70,8 @@ function ticks(from, to, most) {
   const at = [];
   for (let time = Math.ceil(from / step) * step; time <= to; time += step) at.push(time);
   const isFine = step < SECOND && Math.max(Math.abs(from), Math.abs(to)) >= SECOND;
-  return {step, at, text: time => isFine ? `${+(time / SECOND).toFixed(6)} s` : `${grouped(Math.round(time / unit[0]))} ${unit[1]}`};
+  const digits = 6 - Math.floor(Math.log10(step));
+  return {step, at, text: time => isFine ? `${(time / SECOND).toFixed(digits)} s` : `${grouped(Math.round(time / unit[0]))} ${unit[1]}`};
 }
 
 // As many of them as have room in the width.
