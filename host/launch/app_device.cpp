@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/replay/device_model.h"
+#include "host/replay/event_numbers.h"
 
 namespace ZYRA::Host {
 
@@ -16,14 +17,6 @@ namespace {
 constexpr uint32_t APP_UID = 20010100;
 constexpr uint32_t FIRST_BACKGROUND_UID = 20010200;
 constexpr const char* PAGE_URL = "pages/Index";
-
-// Resource types, as the service numbers them.
-constexpr uint32_t ABILITY_START = 27;
-constexpr uint32_t PROCESS_START = 4;
-constexpr uint32_t PUSH_PAGE = 10;
-constexpr int64_t TOUCH_DOWN = 1;
-constexpr int64_t PAGE_START = 0;
-constexpr int64_t PAGE_COMPLETE = 1;
 
 // Of the smallest memory: the work ends a second after the page is complete, and not five.
 constexpr const char* SMALLEST_MEMORY = "1";
@@ -126,7 +119,7 @@ void AppDevice::Dispatch(uint32_t type, int64_t value, nlohmann::json payload) {
 void AppDevice::StartAbility() {
     watch_.Forget();
     isLimiting_ = true;
-    Dispatch(ABILITY_START, TOUCH_DOWN, nlohmann::json::object());
+    Dispatch(EVENT_ABILITY_START, COLD_START, nlohmann::json::object());
 }
 
 bool AppDevice::IsRecorded() {
@@ -135,7 +128,7 @@ bool AppDevice::IsRecorded() {
 
 void AppDevice::StartProcess(pid_t pid) {
     device_->Apply(ProcessPatch({{pid, DeviceProcessOf(APP_UID, bundle_, true)}}));
-    Dispatch(PROCESS_START, 0, {{"pid", std::to_string(pid)}});
+    Dispatch(EVENT_PROCESS_START, PROCESS_HAS_STARTED, {{"pid", std::to_string(pid)}});
 }
 
 std::string AppDevice::AwaitReady(pid_t pid) {
@@ -153,8 +146,8 @@ std::string AppDevice::AwaitReady(pid_t pid) {
 }
 
 void AppDevice::CompletePage(pid_t pid) {
-    for (const int64_t status : {PAGE_START, PAGE_COMPLETE}) {
-        Dispatch(PUSH_PAGE, status, {{"clientPid", std::to_string(pid)}, {"pageUrl", PAGE_URL}});
+    for (const int64_t status : {PAGE_BEGINS, PAGE_IS_SHOWN}) {
+        Dispatch(EVENT_PAGE, status, {{"clientPid", std::to_string(pid)}, {"pageUrl", PAGE_URL}});
     }
 }
 

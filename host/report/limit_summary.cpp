@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "host/kernel/control_text.h"
-#include "host/report/event_names.h"
+#include "host/replay/event_numbers.h"
 #include "host/services/device_state.h"
 #include "host/services/executor_requests.h"
 #include "platform/service_registry.h"

@@ -4,30 +4,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/replay/event_numbers.h"
+
 namespace ZYRA::Host {
 
 namespace {
 
 using nlohmann::json;
-
-// Events as the plugin takes them.
-constexpr uint32_t SCREEN = 0;
-constexpr uint32_t PROCESS_START = 4;
-constexpr uint32_t USER_INPUT = 9;
-constexpr uint32_t PUSH_PAGE = 10;
-constexpr uint32_t BUNDLE_ACTION = 15;
-constexpr uint32_t ABILITY_START = 27;
-
-constexpr int64_t OFF = 0;
-constexpr int64_t ON = 1;
-constexpr int64_t PROCESS_START_COMPLETE = 0;
-constexpr int64_t TOUCHED = 1;
-constexpr int64_t PUSH_PAGE_START = 0;
-constexpr int64_t PUSH_PAGE_COMPLETE = 1;
-constexpr int64_t BUNDLE_REMOVED = 0;
-constexpr int64_t BUNDLE_ADDED = 1;
-constexpr int64_t WARM = 0;
-constexpr int64_t COLD = 1;
 
 const json NO_PAYLOAD = json::object();
 
@@ -42,7 +25,7 @@ void UsedDevice::AdvanceTo(int64_t timeMs) {
 }
 
 void UsedDevice::SwitchScreen(bool isOn) {
-    Emit(SCREEN, isOn ? ON : OFF, NO_PAYLOAD);
+    Emit(EVENT_SCREEN, isOn ? SCREEN_IS_ON : SCREEN_IS_OFF, NO_PAYLOAD);
 }
 
 void UsedDevice::SetCharging(bool isCharging) {
@@ -62,7 +45,7 @@ bool UsedDevice::Start(const Application& app) {
 }
 
 void UsedDevice::StartCold(const Application& app) {
-    Emit(ABILITY_START, COLD, BundlePayload(app));
+    Emit(EVENT_ABILITY_START, COLD_START, BundlePayload(app));
     Pass(random_.Between(150, 300));
 
     const Process process{UnusedPid(), app.uid};
@@ -81,7 +64,7 @@ void UsedDevice::StartCold(const Application& app) {
 
     json payload = BundlePayload(app);
     payload["pid"] = std::to_string(process.pid);
-    Emit(PROCESS_START, PROCESS_START_COMPLETE, payload);
+    Emit(EVENT_PROCESS_START, PROCESS_HAS_STARTED, payload);
     Pass(random_.Between(40, 120));
     ShowPage(app, process.pid, FIRST_PAGE);
 }
@@ -97,19 +80,19 @@ void UsedDevice::StartWarm(const Application& app) {
         foregroundPid_ = pid;
         scenario_.Device(nowMs_, {{"processes", std::move(changes)}});
     }
-    Emit(ABILITY_START, WARM, BundlePayload(app));
+    Emit(EVENT_ABILITY_START, WARM_START, BundlePayload(app));
     Pass(random_.Between(40, 120));
 }
 
 void UsedDevice::Navigate(const Application& app, const std::string& pageUrl) {
-    Emit(USER_INPUT, TOUCHED, NO_PAYLOAD);
+    Emit(EVENT_USER_INPUT, USER_HAS_ACTED, NO_PAYLOAD);
     Pass(random_.Between(8, 14));
     ShowPage(app, ProcessOf(app)->pid, pageUrl);
 }
 
 void UsedDevice::Install(const Application& app) {
     scenario_.Device(nowMs_, InstallPatch(app));
-    Emit(BUNDLE_ACTION, BUNDLE_ADDED, BundlePayload(app));
+    Emit(EVENT_BUNDLE, BUNDLE_HAS_CHANGED, BundlePayload(app));
 }
 
 void UsedDevice::Remove(const Application& app) {
@@ -122,7 +105,7 @@ void UsedDevice::Remove(const Application& app) {
         processes_.erase(process);
     }
     scenario_.Device(nowMs_, patch);
-    Emit(BUNDLE_ACTION, BUNDLE_REMOVED, BundlePayload(app));
+    Emit(EVENT_BUNDLE, BUNDLE_IS_REMOVED, BundlePayload(app));
 }
 
 void UsedDevice::Emit(uint32_t type, int64_t value, const json& payload) {
@@ -133,9 +116,9 @@ void UsedDevice::ShowPage(const Application& app, int32_t pid, const std::string
     json payload = BundlePayload(app);
     payload["clientPid"] = std::to_string(pid);
     payload["pageUrl"] = pageUrl;
-    Emit(PUSH_PAGE, PUSH_PAGE_START, payload);
+    Emit(EVENT_PAGE, PAGE_BEGINS, payload);
     Pass(random_.Between(80, 400));
-    Emit(PUSH_PAGE, PUSH_PAGE_COMPLETE, payload);
+    Emit(EVENT_PAGE, PAGE_IS_SHOWN, payload);
 }
 
 void UsedDevice::Touch(std::vector<Process>::iterator process) {

@@ -116,6 +116,8 @@ TEST_F(ReportTest, LanesHoldWhatLastedForHowLong) {
         {35, FileWriteEntry{LIMIT_SWITCH, "0"}},
         {40, BindEntry{0, 7, 0, "com.b/x", "absent"}},
         {45, BindEntry{0, 7, 0, "com.c/x", "absent"}},
+        {50, EventStep{15, 0, {}}},
+        {50, EventStep{15, 1, {}}},
         {50, PluginStep{false}},
     });
     const json timeline = Timeline();
@@ -123,6 +125,7 @@ TEST_F(ReportTest, LanesHoldWhatLastedForHowLong) {
     EXPECT_EQ(Lane(timeline, timeline["monitors"][0]["scenes"]), "10-30 com.a/com.a; 40-45 com.b/x; 45-50 com.c/x; ");
     EXPECT_EQ(Lane(timeline, timeline["monitors"][1]["states"]), "0-50 OUTOFWORK; ");
     EXPECT_EQ(Lane(timeline, timeline["switches"]["iocontrol"]), "20-35 on; ");
+    EXPECT_EQ(timeline["events"]["names"], json({{"15/0", "bundle removed"}, {"15/1", "bundle new or changed"}}));
     std::string tasks;
     for (const json& queue : timeline["queues"]) {
         for (const json& row : queue["tasks"]) {

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "host/kernel/control_text.h"
-#include "host/report/event_names.h"
 #include "host/report/fact_text.h"
 #include "host/report/quantity_text.h"
 #include "host/services/executor_requests.h"

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "host/report/event_names.h"
+#include "host/replay/event_numbers.h"
 #include "host/services/executor_requests.h"
 
 namespace ZYRA::Host {
