@@ -30,16 +30,17 @@ function eventMark(event) {
           tip: `${moment(at)}  ${eventName(event)}${whose ? ': ' + whose : ''}`};
 }
 
-function eventLanes() {
+// A lane for each application, of more than `limit` for the most active ones.
+function eventLanes(limit) {
   const byApplication = new Map();
   for (const event of timeline.events.rows) {
     if (!byApplication.has(event[3])) byApplication.set(event[3], []);
     byApplication.get(event[3]).push(event);
   }
   const named = [...byApplication].filter(([application]) => texts[application] !== '');
-  // The most active ones, in the order of their first event.
+  // In the order of their first event.
   const most = new Set(named.map(([application, events]) => [application, events.length]).sort((a, b) => b[1] - a[1])
-      .slice(0, MOST_APPLICATIONS).map(([application]) => application));
+      .slice(0, limit).map(([application]) => application));
   const lanes = named.filter(([application]) => most.has(application))
       .map(([application, events]) => ({name: texts[application], application, marks: events.map(eventMark)}));
   const others = named.filter(([application]) => !most.has(application));
@@ -91,7 +92,7 @@ function queueLanes() {
 }
 
 const LANES = {
-  events: eventLanes(), monitors: [monitorLanes(0), monitorLanes(1)], limits: limitLanes(), queues: queueLanes(),
+  events: eventLanes(MOST_APPLICATIONS), monitors: [monitorLanes(0), monitorLanes(1)], limits: limitLanes(), queues: queueLanes(),
   work: {name: 'prereads, records', marks: marksOf('preread', 'failedPreread', 'record')},
   writes: {name: 'kernel files written', marks: marksOf('write')},
   learning: {name: 'top scenes published', marks: marksOf('topSet')},
@@ -243,10 +244,21 @@ function drawStarts() {
 function drawRun() {
   byId('run-note').textContent = timeline.leftOut === 0 ? '' :
       `Drawn up to ${moment(timeline.untilUs)}; ${grouped(timeline.leftOut)} later things are in the figures only.`;
-  const lanes = [...LANES.events, ...LANES.monitors.flat(), LANES.work, ...LANES.limits, ...LANES.queues, LANES.learning, LANES.system,
-                 LANES.steps, LANES.failures].filter((lane, index) => used(lane) || lane.name.endsWith('state'));
-  new LaneChart(byId('run-chart'), {label: 'The whole run', from: 0, to: timeline.untilUs, lanes});
-  byId('run-chart').append(legend([...LEGEND, ['system', 'system event, top scenes'], ['event', 'other event, step']]));
+  const place = byId('run-chart');
+  let chart = null;
+  const show = events => {
+    const lanes = [...events, ...LANES.monitors.flat(), LANES.work, ...LANES.limits, ...LANES.queues, LANES.learning, LANES.system,
+                   LANES.steps, LANES.failures].filter(lane => used(lane) || lane.name.endsWith('state'));
+    if (chart) chart.remove();
+    chart = new LaneChart(place, {label: 'The whole run', from: 0, to: timeline.untilUs, lanes});
+    place.append(legend([...LEGEND, ['system', 'system event, top scenes'], ['event', 'other event, step']]));
+    if (events === LANES.events && events.some(lane => lane.application === undefined && lane.name !== 'device')) {
+      const all = el('button', {type: 'button'}, 'A lane for every application');
+      all.addEventListener('click', () => show(eventLanes(Infinity)));
+      chart.bar.append(all);
+    }
+  };
+  show(LANES.events);
 }
 
 function drawScenes() {
