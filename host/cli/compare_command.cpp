@@ -38,8 +38,17 @@ constexpr size_t FEWEST_DEVICES = 2;
 constexpr int MOST_DEVICES = 16;
 
 struct ComparedDevice {
+    std::string file;
     DeviceModel model;
     SandboxConfig sandbox;
+};
+
+struct ComparedRuns {
+    std::vector<ComparedRun> runs;  // In the order of the devices.
+    bool isInterrupted = false;
+    // Why there is nothing to compare, with a line on it: what the machine or the plugin lacks, no device has.
+    ExitCode refusal = EXIT_DONE;
+    std::string error;
 };
 
 // Replays in the forked process. The answer is the summary, or one line where the result is not EXIT_DONE.
@@ -79,6 +88,71 @@ void TakeAnswer(const ForkedEnd& end, ComparedRun& run) {
     }
 }
 
+// Replays on one device after the other, each in a process of its own.
+class ForkedReplays {
+public:
+    // The line is the one on which the progress is told.
+    ForkedReplays(ScenarioFile& scenario, const ReplayOptions& options, ProgressLine& line, PacedProgress& progress)
+        : scenario_(scenario), options_(options), line_(line), progress_(progress) {}
+
+    // The first signal ends the replay that runs, and those after it are not begun. REQUIRES: as RunForked.
+    ComparedRuns Run(const std::vector<ComparedDevice>& devices) {
+        ComparedRuns compared;
+        SignalInbox signals(STOP_SIGNALS);
+        std::signal(FORKED_STOP_SIGNAL, SIG_DFL);
+        SignalInbox stopSignals({FORKED_STOP_SIGNAL});
+        for (size_t index = 0; index < devices.size(); ++index) {
+            ComparedRun& run = compared.runs.emplace_back(ComparedRun{devices[index].file, "", nullptr});
+            compared.isInterrupted = compared.isInterrupted || signals.Take().has_value();
+            if (compared.isInterrupted) {
+                run.failure = "not replayed";
+                continue;
+            }
+            const std::string place = std::to_string(index + 1) + " of " + std::to_string(devices.size());
+            const auto end = Replay(devices[index], place, signals, stopSignals);
+            if (!end) {
+                compared.refusal = EXIT_RUN_FAILED;
+                compared.error = std::string("cannot start a process: ") + std::strerror(errno);
+                return compared;
+            }
+            TakeAnswer(*end, run);
+            const int status = WIFEXITED(end->status) ? WEXITSTATUS(end->status) : EXIT_DONE;
+            if (status == EXIT_NO_SANDBOX || status == EXIT_BAD_INPUT) {
+                compared.refusal = static_cast<ExitCode>(status);
+                compared.error = run.failure;
+                return compared;
+            }
+            // The last one may have come to its end all the same.
+            compared.isInterrupted = end->wasStopped && (!run.failure.empty() || index + 1 < devices.size());
+        }
+        return compared;
+    }
+
+private:
+    std::optional<ForkedEnd> Replay(const ComparedDevice& device, const std::string& place, SignalInbox& signals,
+                                    SignalInbox& stopSignals) {
+        const std::string name = std::filesystem::path(device.file).filename();
+        options_.onProgress = TellReplayOn(progress_, "replaying " + name + ", " + place, scenario_.StepCount());
+        auto end = RunForked(
+            [&](int descriptor) {
+                OutputFile answer{UniqueFd(descriptor)};
+                const ExitCode code = ReplayForked(device, scenario_, options_, stopSignals, answer);
+                line_.Clear();
+                return answer.Finish() == 0 ? code : EXIT_RUN_FAILED;
+            },
+            signals);
+        if (end && WIFSIGNALED(end->status)) {
+            line_.EndLine();
+        }
+        return end;
+    }
+
+    ScenarioFile& scenario_;
+    ReplayOptions options_;
+    ProgressLine& line_;
+    PacedProgress& progress_;
+};
+
 }  // namespace
 
 void CompareCommand::AddTo(CLI::App& app) {
@@ -112,75 +186,41 @@ ExitCode CompareCommand::Run() {
         return Fail(EXIT_BAD_INPUT, error.Text());
     }
     std::vector<ComparedDevice> devices;
+    std::vector<ReadFile> read = {{scenarioFile_, "the scenario"}};
     for (const std::string& file : deviceFiles_) {
         auto model = LoadStartDevice(file, *scenario, error);
         const auto sandbox = model ? SandboxOf(*model, "", error) : std::nullopt;
         if (!sandbox) {
             return Fail(EXIT_BAD_INPUT, error.Text());
         }
-        devices.push_back({std::move(*model), *sandbox});
+        devices.push_back({file, std::move(*model), *sandbox});
+        read.push_back({file, "a device model"});
     }
-    auto options = settings_.Options(error);
+    const auto options = settings_.Options(error);
     if (!options) {
         return Fail(EXIT_BAD_INPUT, error.Text());
+    }
+    if (const std::string clash = WriteClash({jsonFile_}, read); !clash.empty()) {
+        return Fail(EXIT_BAD_INPUT, clash);
     }
     WantedResult json(jsonFile_);
     if (!json.Prepare()) {
         return Fail(EXIT_BAD_INPUT, FileError(jsonFile_).Text());
     }
 
-    std::vector<ComparedRun> runs;
-    bool isInterrupted = false;
-    {
-        SignalInbox signals(STOP_SIGNALS);
-        std::signal(FORKED_STOP_SIGNAL, SIG_DFL);
-        SignalInbox stopSignals({FORKED_STOP_SIGNAL});
-        for (size_t index = 0; index < devices.size(); ++index) {
-            ComparedRun run{deviceFiles_[index], "", nullptr};
-            isInterrupted = isInterrupted || signals.Take().has_value();
-            if (isInterrupted) {
-                run.failure = "not replayed";
-                runs.push_back(std::move(run));
-                continue;
-            }
-            const std::string what = "replaying " + std::filesystem::path(run.deviceFile).filename().string() + ", " +
-                                     std::to_string(index + 1) + " of " + std::to_string(devices.size());
-            const auto end = RunForked(
-                [&](int descriptor) {
-                    options->onProgress = TellReplayOn(progress, what, scenario->StepCount());
-                    OutputFile answer{UniqueFd(descriptor)};
-                    const ExitCode code = ReplayForked(devices[index], *scenario, *options, stopSignals, answer);
-                    line.Clear();
-                    return answer.Finish() == 0 ? code : EXIT_RUN_FAILED;
-                },
-                signals);
-            if (!end) {
-                return Fail(EXIT_RUN_FAILED, std::string("cannot start a process: ") + std::strerror(errno));
-            }
-            isInterrupted = end->wasStopped;
-            if (WIFSIGNALED(end->status)) {
-                line.EndLine();
-            }
-            TakeAnswer(*end, run);
-            // What the machine or the plugin lacks, no device has.
-            const int status = WIFEXITED(end->status) ? WEXITSTATUS(end->status) : EXIT_DONE;
-            if (status == EXIT_NO_SANDBOX || status == EXIT_BAD_INPUT) {
-                return Fail(static_cast<ExitCode>(status), run.failure);
-            }
-            runs.push_back(std::move(run));
-        }
+    ComparedRuns compared = ForkedReplays(*scenario, *options, line, progress).Run(devices);
+    if (compared.refusal != EXIT_DONE) {
+        return Fail(compared.refusal, compared.error);
     }
-    line.Clear();
-
-    const Comparison comparison(scenarioFile_, std::move(runs));
-    if (const int failure = json.Write(ComparisonJson(comparison, isInterrupted)); failure != 0) {
+    const Comparison comparison(scenarioFile_, std::move(compared.runs));
+    if (const int failure = json.Write(ComparisonJson(comparison, compared.isInterrupted)); failure != 0) {
         return Fail(EXIT_RUN_FAILED, jsonFile_ + ": " + std::strerror(failure));
     }
     if (const int failure = Print(json.IsStandardOutput() ? stderr : stdout, ComparisonText(comparison));
         failure != 0) {
         return Fail(EXIT_RUN_FAILED, std::string("standard output: ") + std::strerror(failure));
     }
-    if (isInterrupted) {
+    if (compared.isInterrupted) {
         return EXIT_INTERRUPTED;
     }
     return comparison.Complete().size() == comparison.Runs().size() ? EXIT_DONE : EXIT_RUN_FAILED;

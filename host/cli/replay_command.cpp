@@ -75,14 +75,16 @@ ExitCode ReplayCommand::Run() {
     if (scenario == nullptr) {
         return Fail(EXIT_BAD_INPUT, error.Text());
     }
-    const auto model = LoadStartDevice(DeviceFileOf(scenarioFile_, deviceFile_), *scenario, error);
+    const std::string deviceFile = DeviceFileOf(scenarioFile_, deviceFile_);
+    const auto model = LoadStartDevice(deviceFile, *scenario, error);
     auto options = model ? settings_.Options(error) : std::nullopt;
     const auto sandbox = options ? SandboxOf(*model, dataFolder_, error) : std::nullopt;
     if (!sandbox) {
         return Fail(EXIT_BAD_INPUT, error.Text());
     }
     options->realTime = isRealTime_;
-    if (const std::string wrong = outputs_.Open(scenarioFile_); !wrong.empty()) {
+    const std::string wrong = outputs_.Open({{scenarioFile_, "the scenario"}, {deviceFile, "the device model"}});
+    if (!wrong.empty()) {
         return Fail(EXIT_BAD_INPUT, wrong);
     }
 

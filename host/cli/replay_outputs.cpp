@@ -3,7 +3,6 @@
 
 #include <CLI/CLI.hpp>
 #include <cstring>
-#include <filesystem>
 
 #include "host/report/page/report_page.h"
 #include "host/report/summary_json.h"
@@ -29,18 +28,14 @@ void ReplayOutputs::AddTo(CLI::App& command) {
         ->type_name("FILE|-");
 }
 
-std::string ReplayOutputs::Open(const std::string& scenarioFile) {
+std::string ReplayOutputs::Open(const std::vector<ReadFile>& read) {
     if (journal_.IsStandardOutput() + json_.IsStandardOutput() + trace_.IsStandardOutput() +
             report_.IsStandardOutput() >
         1) {
         return "iosched-host: only one of --journal, --json, --report and --trace can go to standard output";
     }
-    // The scenario is read while it is replayed.
-    for (const std::string* file : {&journalFile_, &traceFile_, &jsonFile_, &reportFile_}) {
-        std::error_code ignored;
-        if (!file->empty() && std::filesystem::equivalent(scenarioFile, *file, ignored)) {
-            return *file + ": is the scenario, and cannot be written to";
-        }
+    if (std::string clash = WriteClash({journalFile_, traceFile_, jsonFile_, reportFile_}, read); !clash.empty()) {
+        return clash;
     }
     for (WantedResult* result : {&json_, &report_}) {
         if (!result->Prepare()) {

@@ -23,9 +23,9 @@ public:
     // Adds the options, which write into this object.
     void AddTo(CLI::App& command);
 
-    // Opens what is wanted, before the sandbox, where paths may lead elsewhere. Returns "", or one line on what is
-    // wrong.
-    std::string Open(const std::string& scenarioFile);
+    // Opens what is wanted, before the sandbox, where paths may lead elsewhere. What is `read` is not written. Returns
+    // "", or one line on what is wrong.
+    std::string Open(const std::vector<ReadFile>& read);
 
     // What is to be told of the run, of log lines those from `lowest` on. They live as long as this object.
     // REQUIRES: called once, after Open.

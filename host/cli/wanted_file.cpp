@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -18,6 +19,16 @@ namespace ZYRA::Host {
 namespace {
 
 constexpr mode_t FILE_MODE = 0666;
+
+// Whether both paths lead to the same file of those that keep what is written to them, be it there or not.
+bool IsSameFile(const std::string& path, const std::string& other) {
+    std::error_code ignored;
+    const auto status = std::filesystem::status(path, ignored);
+    if (std::filesystem::exists(status)) {
+        return std::filesystem::is_regular_file(status) && std::filesystem::equivalent(path, other, ignored);
+    }
+    return std::filesystem::weakly_canonical(path, ignored) == std::filesystem::weakly_canonical(other, ignored);
+}
 
 }  // namespace
 
@@ -45,6 +56,24 @@ bool FolderToRealPath(const std::string& folder, std::string& realPath) {
         return false;
     }
     return true;
+}
+
+std::string WriteClash(const std::vector<std::string>& written, const std::vector<ReadFile>& read) {
+    for (auto file = written.begin(); file != written.end(); ++file) {
+        if (file->empty() || *file == OutputFile::STANDARD_OUTPUT) {
+            continue;
+        }
+        for (const ReadFile& input : read) {
+            std::error_code ignored;
+            if (!input.path.empty() && std::filesystem::equivalent(input.path, *file, ignored)) {
+                return *file + ": is " + input.what + ", and cannot be written to";
+            }
+        }
+        if (std::any_of(written.begin(), file, [&](const std::string& other) { return IsSameFile(*file, other); })) {
+            return *file + ": is to be written twice";
+        }
+    }
+    return "";
 }
 
 bool WantedResult::Prepare() {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/cli/exit_code.h"
 #include "host/replay/output_file.h"
@@ -24,6 +25,16 @@ InputError FileError(const std::string& file);
 
 // PathToRealPath for a folder: errno tells what else it is.
 bool FolderToRealPath(const std::string& folder, std::string& realPath);
+
+// A file that a command reads, and what it is to it: "the scenario".
+struct ReadFile {
+    std::string path;
+    const char* what;
+};
+
+// One line on a file of `written` that is read too, or is written twice, also under another name; "" when there is
+// none. Both may hold "" for no file. Standard output and devices take what comes from anybody.
+std::string WriteClash(const std::vector<std::string>& written, const std::vector<ReadFile>& read);
 
 // A file that was asked for, or none.
 struct WantedFile {

@@ -30,6 +30,8 @@ protected:
 
 TEST_F(CliTest, BadInputEndsWithItsPlaceAndStatus2) {
     const std::string good = Write("good.jsonl", R"({"t":5,"event":{"type":9,"value":1}})");
+    const std::string device = Write("ok.json", "{}");
+    const std::string twice = folder_ / "x";
     const std::string log = Write("log.csv", "app,time\nMail,never\n");
     const std::string same = Write("same.jsonl", "app,time\nMail,1700000000\n");
     const struct {
@@ -48,6 +50,9 @@ TEST_F(CliTest, BadInputEndsWithItsPlaceAndStatus2) {
         {"replay " + good + " --log-level LOUD", "LOUD"},
         {"replay " + good + " --journal " + good, "good.jsonl: is the scenario, and cannot be written to"},
         {"replay " + good + " --report " + good, "good.jsonl: is the scenario, and cannot be written to"},
+        {"replay " + good + " --device " + device + " --json " + device, "ok.json: is the device model, and cannot be"},
+        {"replay " + good + " --journal " + twice + " --trace " + folder_.string() + "/./x",
+         "x: is to be written twice"},
         {"replay", "SCENARIO"},
         {"generate --days 0 --apps 5", "--days"},
         {"generate --days 3661 --apps 5", "--days"},

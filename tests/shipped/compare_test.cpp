@@ -107,6 +107,8 @@ TEST_F(CompareTest, SameDevicesDoNotDifferAndBadOnesAreRefusedBeforeTheFirstRepl
         {{one, Write("bad.json", "{\n \"bundels\": {}}")}, "", "bad.json:2: "},
         {{one, other}, " --plugin " + scenario, "s.jsonl: "},
         {{one, other}, " --json /nowhere/x", "/nowhere/x: No such file"},
+        {{one, other}, " --json " + scenario, "s.jsonl: is the scenario, and cannot be written to"},
+        {{one, other}, " --json " + other, "d.json: is a device model, and cannot be written to"},
         {{one, other, (folder_ / "missing.json").string()}, "", "missing.json: No such file"},
     };
     for (const auto& row : rows) {
