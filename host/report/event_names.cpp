@@ -31,7 +31,7 @@ constexpr std::array NAMED_EVENTS = {
     NamedEvent{12, 0, "off the white list"},
     NamedEvent{12, 1, "white-listed"},
     NamedEvent{EVENT_BUNDLE, BUNDLE_IS_REMOVED, "bundle removed"},
-    NamedEvent{EVENT_BUNDLE, BUNDLE_HAS_CHANGED, "bundle new or changed"},
+    NamedEvent{EVENT_BUNDLE, BUNDLE_HAS_CHANGED, "bundle came or changed"},
     NamedEvent{EVENT_ABILITY_START, WARM_START, "warm start"},
     NamedEvent{EVENT_ABILITY_START, COLD_START, "cold start"},
     NamedEvent{48, 0, "cache configuration"},

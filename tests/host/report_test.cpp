@@ -125,7 +125,7 @@ TEST_F(ReportTest, LanesHoldWhatLastedForHowLong) {
     EXPECT_EQ(Lane(timeline, timeline["monitors"][0]["scenes"]), "10-30 com.a/com.a; 40-45 com.b/x; 45-50 com.c/x; ");
     EXPECT_EQ(Lane(timeline, timeline["monitors"][1]["states"]), "0-50 OUTOFWORK; ");
     EXPECT_EQ(Lane(timeline, timeline["switches"]["iocontrol"]), "20-35 on; ");
-    EXPECT_EQ(timeline["events"]["names"], json({{"15/0", "bundle removed"}, {"15/1", "bundle new or changed"}}));
+    EXPECT_EQ(timeline["events"]["names"], json({{"15/0", "bundle removed"}, {"15/1", "bundle came or changed"}}));
     std::string tasks;
     for (const json& queue : timeline["queues"]) {
         for (const json& row : queue["tasks"]) {

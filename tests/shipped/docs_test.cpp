@@ -3,8 +3,8 @@
 //
 // A fenced block says what it is:
 //   sh                     commands, run one by one in a folder of the document's own, unless NOT_RUN matches
-//   text output            lines that the block of commands before it prints, in this order; "…" stands for what
-//   follows text measured          the same with the numbers of one machine: only the words and the units are compared
+//   text output            lines that the commands before it print, in this order; "…" stands for what follows
+//   text measured          the same with the numbers of one machine: only the words and the units are compared
 //   text diagram           a picture
 //   json model             a device model
 //   json summary           what --json tells of a replay, with any part of its members
