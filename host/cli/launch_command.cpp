@@ -96,6 +96,9 @@ ExitCode LaunchCommand::Run() {
     if (!dataFolder_.empty() && !FolderToRealPath(dataFolder_, sandbox.dataDir)) {
         return Fail(EXIT_BAD_INPUT, FileError(dataFolder_).Text());
     }
+    if (const std::string clash = WriteClash({jsonFile_, journalFile_}, {}); !clash.empty()) {
+        return Fail(EXIT_BAD_INPUT, clash);
+    }
     WantedResult json(jsonFile_);
     if (!json.Prepare()) {
         return Fail(EXIT_BAD_INPUT, FileError(jsonFile_).Text());

@@ -59,7 +59,7 @@ std::vector<JournalSink*> ReplayOutputs::Sinks(LogLevel lowest) {
         sinks.push_back(&toTrace_.emplace(lowest, traceWriter_.emplace(*trace_.file)));
     }
     if (report_.IsWanted()) {
-        sinks.push_back(&timeline_.emplace());
+        sinks.push_back(&toTimeline_.emplace(lowest, timeline_.emplace()));
     }
     return sinks;
 }

@@ -57,6 +57,7 @@ private:
     std::optional<TraceWriter> traceWriter_;
     std::optional<LogLevelFilter> toTrace_;
     std::optional<RunTimeline> timeline_;
+    std::optional<LogLevelFilter> toTimeline_;
 };
 
 }  // namespace ZYRA::Host

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "host/report/quantity_text.h"
@@ -26,7 +27,8 @@ std::string ProgressText(const std::string& what, uint64_t allSteps, const Repla
 ScenarioFile::CheckProgress TellCheckOn(PacedProgress& progress, const std::string& scenarioFile) {
     const std::string name = std::filesystem::path(scenarioFile).filename();
     return [name, &progress](int64_t bytes, int64_t allBytes) {
-        progress.Tell([&] { return fmt::format("reading {}: {} %", name, bytes * PERCENT / allBytes); });
+        progress.Tell(
+            [&] { return fmt::format("reading {}: {} %", name, bytes * PERCENT / std::max<int64_t>(allBytes, 1)); });
     };
 }
 

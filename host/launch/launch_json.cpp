@@ -3,7 +3,7 @@
 
 #include <sys/wait.h>
 
-#include <nlohmann/json.hpp>
+#include "host/report/json_text.h"
 
 namespace ZYRA::Host {
 
@@ -12,12 +12,6 @@ namespace {
 using OrderedJson = nlohmann::ordered_json;
 
 constexpr int SCHEMA = 1;
-constexpr int INDENT = 2;
-
-template <typename Value>
-OrderedJson OrNull(const std::optional<Value>& value) {
-    return value ? OrderedJson(*value) : OrderedJson(nullptr);
-}
 
 template <typename Number>
 OrderedJson SpreadJson(const Spread<Number>& spread) {
@@ -93,7 +87,7 @@ std::string LaunchJson(const LaunchResult& result) {
                               {"status", status ? StatusJson(*status) : OrderedJson(nullptr)},
                               {"isOutputSame", OrNull(result.isOutputSame)},
                               {"notes", result.notes}};
-    return json.dump(INDENT, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
+    return JsonDocument(json);
 }
 
 }  // namespace ZYRA::Host

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "host/replay/printable.h"
+#include "host/report/json_text.h"
 #include "host/report/quantity_text.h"
 #include "host/report/text_table.h"
 
@@ -20,7 +21,6 @@ namespace {
 using OrderedJson = nlohmann::ordered_json;
 
 constexpr int SCHEMA = 1;
-constexpr int INDENT = 2;
 constexpr double PERCENT = 100;
 constexpr double US_PER_S = 1e6;
 constexpr size_t MOST_SCENES = 15;
@@ -180,7 +180,7 @@ std::string ComparisonJson(const Comparison& comparison, bool isInterrupted) {
                               {"interrupted", isInterrupted},
                               {"devices", devices},
                               {"differences", differences}};
-    return json.dump(INDENT, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
+    return JsonDocument(json);
 }
 
 }  // namespace ZYRA::Host

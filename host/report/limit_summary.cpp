@@ -8,6 +8,7 @@
 
 #include "host/kernel/control_text.h"
 #include "host/replay/event_numbers.h"
+#include "host/report/limit_files.h"
 #include "host/services/device_state.h"
 #include "host/services/executor_requests.h"
 #include "platform/service_registry.h"
@@ -15,10 +16,6 @@
 namespace ZYRA::Host {
 
 namespace {
-
-constexpr std::string_view ROOT = "/dev/iolimit/";
-constexpr std::string_view PROCS = "/cgroup.procs";
-constexpr std::string_view SWITCH = "/iolimit.offon";
 
 // The groups, which ProcessGroups knows by their place here.
 constexpr std::string_view LIMITED = "iocontrol";
@@ -59,15 +56,6 @@ FateWords WordsOf(LimitFate fate) {
 std::string TextOf(const nlohmann::json& payload, const char* name) {
     const std::string* text = TextMember(payload, name);
     return text == nullptr ? "" : *text;
-}
-
-// The group whose file a path names, "" when it names no such file.
-std::string_view GroupOf(std::string_view path, std::string_view file) {
-    if (path.size() <= ROOT.size() + file.size() || !path.starts_with(ROOT) || !path.ends_with(file)) {
-        return "";
-    }
-    path.remove_prefix(ROOT.size());
-    return path.substr(0, path.size() - file.size());
 }
 
 // The process that a write to a member list moves.
@@ -185,7 +173,7 @@ void LimitSummary::LookAtProcesses() {
 
 void LimitSummary::Note(const RequestEntry& fact) {
     const std::string path = TextOf(fact.payload, "filePath");
-    if (fact.resType == QUERY_RESOURCE && fact.value == READ_FILE && GroupOf(path, PROCS) == LIMITED) {
+    if (fact.resType == QUERY_RESOURCE && fact.value == READ_FILE && LimitGroupOf(path, LIMIT_GROUP_PROCS) == LIMITED) {
         if (decision_.isMade) {
             Begin();  // Without the app manager nothing comes before this.
         }
@@ -197,9 +185,9 @@ void LimitSummary::Note(const RequestEntry& fact) {
     const std::string content = TextOf(fact.payload, "content");
     NoteMembers();
     if (const auto pid = PidOf(content); pid) {
-        NoteAsked(GroupOf(path, PROCS), *pid);
+        NoteAsked(LimitGroupOf(path, LIMIT_GROUP_PROCS), *pid);
     }
-    if (GroupOf(path, SWITCH) == LIMITED && content == "1") {
+    if (LimitGroupOf(path, LIMIT_GROUP_SWITCH) == LIMITED && content == "1") {
         decision_.trigger.timeUs = nowUs_;
         decision_.trigger.isSlide = lastEvent_.isSlide;
         decision_.trigger.bundleName = lastEvent_.bundleName;
@@ -256,14 +244,13 @@ void LimitSummary::Note(const FileWriteEntry& fact) {
     if (!fact.IsAccepted() || !command) {
         return;
     }
-    const auto* const group = std::find(GROUPS.begin(), GROUPS.end(), GroupOf(fact.path, PROCS));
+    const auto* const group = std::find(GROUPS.begin(), GROUPS.end(), LimitGroupOf(fact.path, LIMIT_GROUP_PROCS));
     if (const auto pid = ParsePid(*command); group != GROUPS.end() && pid) {
         groups_.Move(*pid, static_cast<int>(std::distance(GROUPS.begin(), group)));
         decision_.moved.insert(*pid);
     }
-    const auto switched = GroupOf(fact.path, SWITCH);
-    if (switched == LIMITED || switched == HEAVY) {
-        NoteSwitch(switched == LIMITED ? limitedSwitch_ : heavySwitch_, command == "1");
+    if (const auto limit = SwitchedBy(fact); limit && (limit->group == LIMITED || limit->group == HEAVY)) {
+        NoteSwitch(limit->group == LIMITED ? limitedSwitch_ : heavySwitch_, limit->isOn);
     }
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/report/summary_json.h"
 
-#include <nlohmann/json.hpp>
+#include "host/report/json_text.h"
 
 namespace ZYRA::Host {
 
@@ -10,7 +10,6 @@ namespace {
 using OrderedJson = nlohmann::ordered_json;
 
 constexpr int SCHEMA = 1;
-constexpr int INDENT = 2;
 
 OrderedJson Scenes(const Summary& summary) {
     OrderedJson scenes = OrderedJson::object();
@@ -53,11 +52,9 @@ OrderedJson Tallied(const Tally& tally) {
 OrderedJson Cold(const LearningQuality& quality) {
     OrderedJson held = OrderedJson::object();
     for (const auto& choice : quality.Choices()) {
-        held[choice.key] = {
-            {"openings", choice.rate.held}, {"share", quality.ShareOf(choice.rate)}, {"changesADay", nullptr}};
-        if (choice.rate.changesADay) {
-            held[choice.key]["changesADay"] = *choice.rate.changesADay;
-        }
+        held[choice.key] = {{"openings", choice.rate.held},
+                            {"share", quality.ShareOf(choice.rate)},
+                            {"changesADay", OrNull(choice.rate.changesADay)}};
     }
     return {{"coldAfterUs", LearningSummary::COLD_AFTER_US},
             {"fromUs", quality.fromUs},
@@ -90,7 +87,7 @@ OrderedJson Learning(const LearningSummary& learning) {
                         {"publications", learning.Publications()},
                         {"capacity", learning.Capacity()},
                         {"setSize", learning.SetSize()},
-                        {"setChanges", nullptr},
+                        {"setChanges", OrNull(learning.SetChanges())},
                         {"flushes", learning.Flushes()},
                         {"flushedNames", learning.FlushedNames()},
                         {"failedFlushes", learning.FailedFlushes()},
@@ -100,9 +97,6 @@ OrderedJson Learning(const LearningSummary& learning) {
                         {"pagesServedBeside", learning.PagesServedBeside()},
                         {"cold", nullptr},
                         {"periods", Periods(learning)}};
-    if (learning.SetChanges()) {
-        json["setChanges"] = *learning.SetChanges();
-    }
     if (const auto quality = learning.Quality(); quality) {
         json["cold"] = Cold(*quality);
     }
@@ -133,10 +127,7 @@ OrderedJson Limits(const LimitSummary& limits) {
             told["uid"] = trigger.uid;
         }
         told["switchedOn"] = trigger.isSwitchedOn;
-        told["liftedUs"] = nullptr;
-        if (trigger.liftedUs) {
-            told["liftedUs"] = *trigger.liftedUs;
-        }
+        told["liftedUs"] = OrNull(trigger.liftedUs);
         told["processes"] = std::move(processes);
         first.push_back(std::move(told));
     }
@@ -161,38 +152,34 @@ OrderedJson SysEvents(const Summary& summary) {
 
 OrderedJson SummaryObject(const Findings& findings) {
     const auto& [summary, learning, limits, result] = findings;
-    OrderedJson json = {{"schema", SCHEMA},
-                        {"interrupted", result.isInterrupted},
-                        {"totals", Totals(summary)},
-                        {"scenes", Scenes(summary)},
-                        {"learning", Learning(learning)},
-                        {"limits", Limits(limits)},
-                        {"failures",
-                         {{"faults", Tallied(summary.Faults())},
-                          {"refusedWrites", Tallied(summary.RefusedWrites())},
-                          {"refusedRequests", Tallied(summary.RefusedRequests())},
-                          {"failedPrereads", Tallied(summary.FailedPrereads())},
-                          {"faultEvents", Tallied(summary.FaultEvents())},
-                          {"errorLines", Tallied(summary.ErrorLines())}}},
-                        {"systemEvents", SysEvents(summary)},
-                        {"monitors", Monitors(summary)},
-                        {"counts",
-                         {{"steps", result.steps},
-                          {"scenarioSteps", result.allSteps},
-                          {"events", summary.Events()},
-                          {"journalEntries", summary.Entries()},
-                          {"systemEvents", summary.SysEventCount()},
-                          {"tasks", nullptr},
-                          {"deviceUs", result.deviceUs},
-                          {"wallUs", result.wallUs}}}};
-    if (result.tasksRun) {
-        json["counts"]["tasks"] = *result.tasksRun;
-    }
-    return json;
+    return {{"schema", SCHEMA},
+            {"interrupted", result.isInterrupted},
+            {"totals", Totals(summary)},
+            {"scenes", Scenes(summary)},
+            {"learning", Learning(learning)},
+            {"limits", Limits(limits)},
+            {"failures",
+             {{"faults", Tallied(summary.Faults())},
+              {"refusedWrites", Tallied(summary.RefusedWrites())},
+              {"refusedRequests", Tallied(summary.RefusedRequests())},
+              {"failedPrereads", Tallied(summary.FailedPrereads())},
+              {"faultEvents", Tallied(summary.FaultEvents())},
+              {"errorLines", Tallied(summary.ErrorLines())}}},
+            {"systemEvents", SysEvents(summary)},
+            {"monitors", Monitors(summary)},
+            {"counts",
+             {{"steps", result.steps},
+              {"scenarioSteps", result.allSteps},
+              {"events", summary.Events()},
+              {"journalEntries", summary.Entries()},
+              {"systemEvents", summary.SysEventCount()},
+              {"tasks", OrNull(result.tasksRun)},
+              {"deviceUs", result.deviceUs},
+              {"wallUs", result.wallUs}}}};
 }
 
 std::string SummaryJson(const Findings& findings) {
-    return SummaryObject(findings).dump(INDENT, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
+    return JsonDocument(SummaryObject(findings));
 }
 
 }  // namespace ZYRA::Host

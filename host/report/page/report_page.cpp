@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/report/json_text.h"
 #include "host/report/page/page_parts.h"
 #include "host/report/summary_json.h"
 #include "host/report/timeline/timeline_json.h"
@@ -17,7 +18,7 @@ using OrderedJson = nlohmann::ordered_json;
 // A document within a script element ends at the first "</", and may hold no "<!--".
 std::string EmbeddedText(const OrderedJson& document) {
     std::string text;
-    for (const char character : document.dump(-1, ' ', false, OrderedJson::error_handler_t::replace)) {
+    for (const char character : JsonLine(document)) {
         text += character == '<' ? std::string("\\u003c") : std::string(1, character);
     }
     return text;
@@ -43,7 +44,7 @@ std::string EscapedText(std::string_view text) {
 }  // namespace
 
 std::string ReportPage(const std::string& scenario, const Findings& findings, const RunTimeline& timeline) {
-    const std::string name = OrderedJson(scenario).dump(-1, ' ', false, OrderedJson::error_handler_t::replace);
+    const std::string name = JsonLine(OrderedJson(scenario));
     OrderedJson document = {{"schema", 1}, {"scenario", OrderedJson::parse(name)}};
     document["summary"] = SummaryObject(findings);
     document["starts"] = StartsObject(timeline.Starts());

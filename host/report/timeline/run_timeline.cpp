@@ -4,8 +4,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/kernel/control_text.h"
 #include "host/report/fact_text.h"
+#include "host/report/json_text.h"
+#include "host/report/limit_files.h"
 #include "host/report/quantity_text.h"
 #include "host/services/executor_requests.h"
 
@@ -13,8 +14,6 @@ namespace ZYRA::Host {
 
 namespace {
 
-constexpr std::string_view SWITCH_ROOT = "/dev/iolimit/";
-constexpr std::string_view SWITCH_FILE = "/iolimit.offon";
 constexpr std::string_view FIRST_STATE = "OUTOFWORK";
 constexpr int64_t OPEN = -1;
 
@@ -150,16 +149,12 @@ void RunTimeline::Note(const FileWriteEntry& fact) {
 }
 
 void RunTimeline::NoteSwitch(const FileWriteEntry& fact) {
-    std::string_view group = fact.path;
-    const auto command = CommandText(fact.content);
-    if (!group.starts_with(SWITCH_ROOT) || !group.ends_with(SWITCH_FILE) || !command ||
-        group.size() <= SWITCH_ROOT.size() + SWITCH_FILE.size()) {
+    const auto limit = SwitchedBy(fact);
+    if (!limit) {
         return;
     }
-    group.remove_prefix(SWITCH_ROOT.size());
-    group.remove_suffix(SWITCH_FILE.size());
-    auto& lane = switches_[std::string(group)];
-    if (command != "1") {
+    auto& lane = switches_[std::string(limit->group)];
+    if (!limit->isOn) {
         End(lane);
     } else if (lane.empty() || lane.back().toUs != OPEN) {
         Begin(lane, "on");
@@ -243,7 +238,7 @@ void RunTimeline::Note(const EventStep& fact) {
 }
 
 void RunTimeline::Note(const DeviceStep& fact) {
-    Mark(MarkKind::STEP, "device " + fact.patch.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    Mark(MarkKind::STEP, "device " + JsonLine(fact.patch));
 }
 
 void RunTimeline::Note(const PluginStep& fact) {

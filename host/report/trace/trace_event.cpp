@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "host/report/json_text.h"
+
 namespace ZYRA::Host {
 
 namespace {
@@ -19,15 +21,11 @@ constexpr uint32_t DOUBLE_VALUE = 5;
 constexpr uint32_t STRING_VALUE = 6;
 constexpr uint32_t ANNOTATION_NAME = 10;
 
-std::string JsonText(const nlohmann::json& value) {
-    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
-
 void AddText(ProtoMessage& message, uint32_t field, const std::string& text) {
     if (std::all_of(text.begin(), text.end(), [](unsigned char byte) { return byte < 0x80; })) {
         message.AddBytes(field, text);
     } else {
-        message.AddBytes(field, nlohmann::json::parse(JsonText(text)).get_ref<const std::string&>());
+        message.AddBytes(field, nlohmann::json::parse(JsonLine(nlohmann::json(text))).get_ref<const std::string&>());
     }
 }
 
@@ -98,7 +96,7 @@ TraceEvent& TraceEvent::AddNote(const std::string& name, const nlohmann::json& v
         fields_.AddMessage(DEBUG_ANNOTATIONS, note);
         return *this;
     }
-    return AddNote(name, JsonText(value));
+    return AddNote(name, JsonLine(value));
 }
 
 }  // namespace ZYRA::Host

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/report/trace/trace_writer.h"
+#include "host/report/limit_files.h"
 
 #include <algorithm>
 #include <optional>
 
-#include "host/kernel/control_text.h"
 #include "host/replay/learning_lines.h"
 #include "host/runtime/errno_names.h"
 #include "host/runtime/observed_queue.h"
@@ -53,8 +53,8 @@ TraceWriter::TraceWriter(OutputFile& file)
     : file_(file, "iosched-host"),
       steps_(file_, "Steps", STEPS_RANK),
       monitors_{{{SliceTrack(file_, "Monitor 0", MONITORS_RANK)}, {SliceTrack(file_, "Monitor 1", MONITORS_RANK + 1)}}},
-      switches_{{{"/dev/iolimit/iocontrol/iolimit.offon", SliceTrack(file_, "Limit iocontrol", SWITCHES_RANK)},
-                 {"/dev/iolimit/heavyio/iolimit.offon", SliceTrack(file_, "Limit heavyio", SWITCHES_RANK + 1)}}},
+      switches_{{{"iocontrol", SliceTrack(file_, "Limit iocontrol", SWITCHES_RANK)},
+                 {"heavyio", SliceTrack(file_, "Limit heavyio", SWITCHES_RANK + 1)}}},
       faults_(file_, "Faults", FAULTS_RANK),
       sysEvents_(file_, "System events", SYS_EVENTS_RANK),
       others_(file_, "Other threads", OTHERS_RANK),
@@ -193,11 +193,12 @@ void TraceWriter::Note(const FileWriteEntry& fact) {
         NoteFault(EventOf(fact, "refused write").Category(REFUSED_WRITES));
         return;
     }
+    const auto switched = SwitchedBy(fact);
     for (SwitchTrack& limit : switches_) {
-        if (limit.file != fact.path) {
+        if (!switched || limit.group != switched->group) {
             continue;
         }
-        if (CommandText(fact.content) != "1") {
+        if (!switched->isOn) {
             limit.track.EndTo(nowUs_, 0);
         } else if (limit.track.Depth() == 0) {
             limit.track.Begin(nowUs_, TraceEvent("on"));

@@ -40,7 +40,7 @@ private:
         std::string scene = {};
     };
     struct SwitchTrack {
-        std::string file;
+        std::string group;
         SliceTrack track;
     };
     struct Counter {
