@@ -1,13 +1,13 @@
 #!/bin/bash
 # SPDX-License-Identifier: Apache-2.0
 # Reads our .cpp files with clang, as many at a time as there are processors; what it finds is an error. The product is
-# read by clang-tidy (.clang-tidy says what it looks for), the tests by the compiler alone, without making code of them:
-# to tidy them takes as long as all the rest. Both report clang's own warnings, its analysis of locks among them. A .cpp
-# file that no build compiles is an error, a test too: it would be neither checked nor run.
+# read by clang-tidy (.clang-tidy says what it looks for); tests, fuzzers and benchmarks by the compiler alone, without
+# making code of them: to tidy them takes as long as all the rest. Both report clang's own warnings, its analysis of locks
+# among them. A .cpp file that no build compiles is an error, a test too: it would be neither checked nor run.
 #
 # Usage: tools/check_tidy.sh BUILD-DIR... [-- FILE...]
 #   BUILD-DIR   holds a compile_commands.json; a file is checked as the first build that compiles it does
-#   FILE        read just these with clang-tidy (paths from the root), tests as well
+#   FILE        read just these with clang-tidy (paths from the root), of whatever kind
 #
 # Exit codes: 0 nothing found, 1 something found, 2 bad usage.
 set -euo pipefail
@@ -40,7 +40,7 @@ for file in "${files[@]}"; do
     if [ -z "${build_of[$file]:-}" ]; then
         echo "$file: no build compiles this file"
         failed=1
-    elif [ "$named" -gt 0 ] || [[ $file != tests/* ]]; then
+    elif [ "$named" -gt 0 ] || [[ $file != tests/* && $file != benchmarks/* && $file != fuzz/* ]]; then
         jobs+=(tidy_one "${build_of[$file]}" "$file")
     else
         jobs+=(compile_one "${build_of[$file]}" "$file")
