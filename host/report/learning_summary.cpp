@@ -144,12 +144,6 @@ void LearningSummary::CountCold(const PageLine& page, bool isNew) {
     now.seenBefore = isNew ? 0 : 1;
     now.setSize = periods_.back().setSize;
     Join(periods_.back(), now);
-    counted_.coldOpenings += now.coldOpenings;
-    counted_.published.held += now.published;
-    counted_.served.held += now.served;
-    counted_.recent.held += now.recent;
-    counted_.frequent.held += now.frequent;
-    counted_.seenBefore.held += now.seenBefore;
 }
 
 double LearningSummary::ADay(uint64_t count) const {
@@ -161,8 +155,16 @@ std::optional<LearningQuality> LearningSummary::Quality() const {
     if (!IsCounting()) {
         return std::nullopt;
     }
-    LearningQuality quality = counted_;
+    LearningQuality quality;
     quality.fromUs = *countingFromUs_;
+    for (const LearningPeriod& period : periods_) {
+        quality.coldOpenings += period.coldOpenings;
+        quality.published.held += period.published;
+        quality.served.held += period.served;
+        quality.recent.held += period.recent;
+        quality.frequent.held += period.frequent;
+        quality.seenBefore.held += period.seenBefore;
+    }
     std::vector<uint64_t> counts;
     counts.reserve(scenes_.size());
     for (const auto& [name, use] : scenes_) {

@@ -137,7 +137,6 @@ private:
     // The counting begins when the set of the first training is published.
     std::optional<int64_t> countingFromUs_;
     bool isFirstSetKnown_ = false;
-    LearningQuality counted_;
     uint64_t changesBefore_ = 0;
     uint64_t recentChangesBefore_ = 0;
     uint64_t frequentChangesBefore_ = 0;

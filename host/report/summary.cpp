@@ -30,7 +30,6 @@ SceneSummary Summary::SceneTotal() const {
     for (const auto& [name, scene] : scenes_) {
         total.bound += scene.bound;
         total.records += scene.records;
-        total.pages += scene.pages;
         total.prereads += scene.prereads;
         total.failedPrereads += scene.failedPrereads;
         total.bytes += scene.bytes;

@@ -46,7 +46,7 @@ public:
     bool NeedsDescriptors() const override { return false; }
 
     const std::map<std::string, SceneSummary>& Scenes() const { return scenes_; }
-    // The sum of all, but for the record states.
+    // The sum of all, but for record states and pages.
     SceneSummary SceneTotal() const;
     // How many failures there were, of all kinds.
     uint64_t Failures() const;
