@@ -10,10 +10,8 @@ namespace ZYRA::Host {
 // A protobuf message in its wire format, made field by field in the order in which they are to stand.
 class ProtoMessage {
 public:
-    // Unsigned numbers, booleans and enumerators.
+    // Numbers (not of the sint types; negative ones as 64 bits), booleans and enumerators.
     void AddVarint(uint32_t field, uint64_t value);
-    // int32 and int64; not the sint types.
-    void AddSigned(uint32_t field, int64_t value) { AddVarint(field, static_cast<uint64_t>(value)); }
     void AddFixed64(uint32_t field, uint64_t value);
     void AddDouble(uint32_t field, double value);
     // Bytes, or a text, which must be UTF-8.
